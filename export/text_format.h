@@ -1,0 +1,62 @@
+// Text forms of time stamps, record classes, types, levels and values, and
+// the parser of date-time texts.
+//
+// A time stamp is a signed count of nanoseconds since 2000-01-01 00:00:00;
+// 0 means "no time stamp" and prints as "---".
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "export/export_item.h"
+
+namespace qorarc {
+
+// Longest outputs of the Format* functions, terminator not counted.
+inline constexpr size_t kDateTextSize = 16;
+inline constexpr size_t kTimeTextSize = 24;
+inline constexpr size_t kRealTextSize = 32;
+
+// "2021-03-04" (year right-aligned in 4 positions) into out; returns the
+// length. Writes "---" for the time stamp 0.
+size_t FormatDate(int64_t timestamp, char* out);
+
+// "05:06:07.123456" into out; returns the length. The seconds are printed as
+// printf's "%09.6f" prints (seconds + nanoseconds / 1e9), rounding included,
+// so 59.9999996 s gives "60.000000". Writes "---" for the time stamp 0.
+size_t FormatTime(int64_t timestamp, char* out);
+
+// FormatDate for the first instant of a day number (0 is 2000-01-01), which
+// never prints "---": lets callers format a date once per day.
+size_t FormatDayDate(int64_t day_number, char* out);
+
+// The same texts as strings.
+std::string DateText(int64_t timestamp);
+std::string TimeText(int64_t timestamp);
+// Date, one blank, time: "2019-05-03 00:00:00.000000".
+std::string TimestampText(int64_t timestamp);
+
+// Record texts from the type byte (code in bits 0-4, state in bits 5-7).
+std::string_view ClassText(int code);          // "GrDouble", trimmed
+std::string_view TypeText(uint8_t type);       // "HiHi", "Lo  ", "Date Mark"
+std::string_view LevelText(uint8_t count);     // "Core Warning" (log records)
+
+// Element accessors; i counts from 0. Codes without such elements give -1,
+// -1.0 and false.
+int32_t IntegerElement(const ItemValue& value, int i);
+double RealElement(const ItemValue& value, int i);
+bool FlagElement(const ItemValue& value, int i);
+
+// Shortest text that reads back to the same double, laid out as RapidJSON's
+// Writer::Double lays it out ("0.0", "1e30", "1.234e-7"). The value must be
+// finite. Returns the length.
+size_t FormatReal(double value, char* out);
+
+// Parses "YYYY-MM-DD" optionally followed by one blank and "HH:MM:SS" with an
+// optional fraction of up to 9 digits after ',' or '.'. Returns 0 and sets
+// *timestamp, or returns a negative result code (the text is refused).
+int ParseTimestamp(std::string_view text, int64_t* timestamp);
+
+}  // namespace qorarc

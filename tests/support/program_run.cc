@@ -1,0 +1,111 @@
+#include "support/program_run.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+extern char** environ;
+
+namespace qorarc::testing {
+
+std::string QorArcPath() { return QORARC_BINARY; }
+std::string SourceDir() { return QORARC_SOURCE_DIR; }
+
+ProgramResult RunQorArc(const std::vector<std::string>& args,
+                        const ProgramOptions& options) {
+  int out_pipe[2], err_pipe[2], in_pipe[2];
+  if (pipe(out_pipe) != 0 || pipe(err_pipe) != 0 || pipe(in_pipe) != 0)
+    throw std::runtime_error("pipe failed");
+  pid_t pid = fork();
+  if (pid < 0) throw std::runtime_error("fork failed");
+  if (pid == 0) {
+    dup2(in_pipe[0], 0);
+    dup2(out_pipe[1], 1);
+    dup2(err_pipe[1], 2);
+    for (int fd : {in_pipe[0], in_pipe[1], out_pipe[0], out_pipe[1], err_pipe[0], err_pipe[1]})
+      close(fd);
+    if (!options.cwd.empty() && chdir(options.cwd.c_str()) != 0) _exit(127);
+    for (const std::string& entry : options.env) putenv(const_cast<char*>(entry.c_str()));
+    std::vector<char*> argv;
+    std::string program = QorArcPath();
+    argv.push_back(program.data());
+    for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+    execve(program.c_str(), argv.data(), environ);
+    _exit(127);
+  }
+  close(in_pipe[0]);
+  close(out_pipe[1]);
+  close(err_pipe[1]);
+  // Feed standard input, then read both outputs until they close.
+  size_t fed = 0;
+  if (options.stdin_text.empty()) {
+    close(in_pipe[1]);
+    in_pipe[1] = -1;
+  }
+  ProgramResult result;
+  pollfd fds[3] = {{out_pipe[0], POLLIN, 0}, {err_pipe[0], POLLIN, 0}, {in_pipe[1], POLLOUT, 0}};
+  int open_outputs = 2;
+  while (open_outputs > 0) {
+    if (poll(fds, in_pipe[1] >= 0 ? 3 : 2, -1) < 0) {
+      if (errno == EINTR) continue;
+      break;
+    }
+    for (int i = 0; i < 2; ++i) {
+      if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+      char buffer[65536];
+      ssize_t n = read(fds[i].fd, buffer, sizeof buffer);
+      if (n > 0) {
+        (i == 0 ? result.out : result.err).append(buffer, n);
+      } else {
+        close(fds[i].fd);
+        fds[i].fd = -1;
+        --open_outputs;
+      }
+    }
+    if (in_pipe[1] >= 0 && fds[2].revents != 0) {
+      ssize_t n = write(in_pipe[1], options.stdin_text.data() + fed,
+                        options.stdin_text.size() - fed);
+      if (n > 0) fed += n;
+      if (n <= 0 || fed == options.stdin_text.size()) {
+        close(in_pipe[1]);
+        in_pipe[1] = -1;
+      }
+    }
+  }
+  if (in_pipe[1] >= 0) close(in_pipe[1]);
+  int wstatus = 0;
+  while (waitpid(pid, &wstatus, 0) < 0 && errno == EINTR) {
+  }
+  result.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1;
+  return result;
+}
+
+TempDir::TempDir() {
+  std::string pattern =
+      (std::filesystem::temp_directory_path() / "qorarc-test-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+  path_ = pattern;
+}
+
+TempDir::~TempDir() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+}  // namespace qorarc::testing

@@ -1,0 +1,46 @@
+// Runs the built QorArc as a child process and captures what it prints.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace qorarc::testing {
+
+struct ProgramResult {
+  std::string out;  // standard output
+  std::string err;  // standard error
+  int status = -1;  // exit status as the shell sees it (0-255), -1 if killed
+};
+
+struct ProgramOptions {
+  std::vector<std::string> env;  // extra "NAME=value" entries
+  std::string cwd;               // working directory; empty: the current one
+  std::string stdin_text;        // fed to standard input
+};
+
+// Runs QorArc with `args` (without the program name).
+ProgramResult RunQorArc(const std::vector<std::string>& args,
+                        const ProgramOptions& options = {});
+
+// Path of the built program and of the source tree.
+std::string QorArcPath();
+std::string SourceDir();
+
+// A fresh empty directory under the system's temporary directory, removed
+// when the object goes away.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+// Reads a whole file; empty when it cannot be read.
+std::string ReadFile(const std::string& path);
+
+}  // namespace qorarc::testing
