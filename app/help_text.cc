@@ -1,0 +1,101 @@
+// The help text of "-h"/"--help". Its option order differs from the parser's
+// table on purpose: it groups the options for the reader.
+#include <cstdio>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/options.h"
+
+namespace qorarc {
+namespace {
+
+constexpr std::string_view kLogo =
+    "   ____               ___\n"
+    "  / __ \\ ___   ____  /   |  ____  _____\n"
+    " / / / // _ \\ / __/ / /| | / __/ / ___/\n"
+    "/ /_/ // // // /   / ___ |/ /   / /__\n"
+    "\\___\\_\\\\___//_/   /_/  |_/_/    \\___/\n";
+
+struct HelpLine {
+  std::string_view names;        // empty: a continuation line
+  std::string_view description;
+};
+
+struct HelpSection {
+  std::string_view title;
+  std::vector<HelpLine> lines;
+};
+
+void PrintSection(std::ostream& out, const HelpSection& section) {
+  out << section.title << '\n';
+  for (const HelpLine& line : section.lines) {
+    char names[64];
+    std::snprintf(names, sizeof names, "%-25.*s", static_cast<int>(line.names.size()),
+                  line.names.data());
+    out << '\t' << names << '\t' << line.description << '\n';
+  }
+}
+
+}  // namespace
+
+void PrintHelp(std::ostream& out) {
+  out << "\x1b[1;36m" << kLogo << "\n\n" << "\x1b[0m";
+  out << "QorArc is an utility to export data from KAVELON Archives.\n\n"
+         "Usage: QorArc [OPTION]... [ARCHIVE_NAME]\n"
+         "\te.g. Export all data to a JSON file:\n"
+         "\t\t QorArc my_archive > out.json\n"
+         "\te.g. Export all data to a CSV file with header:\n"
+         "\t\t QorArc --csv --csv-header \"Archive export \\n Date; Time; DataType; ; ; Item ID; "
+         "Data1\" my_archive > out.csv\n"
+         "\te.g. Export data in a specified timespan:\n"
+         "\t\t QorArc -ft1 \"2019-01-01 00:00:00,000\" -ft2 \"2019-01-01 01:00:00,000\" my_archive\n"
+         "\te.g. Export data for specified IDs only:\n"
+         "\t\t QorArc -f 1..3,5 my_archive\n"
+         "\n";
+  const HelpSection sections[] = {
+      {"General options:",
+       {{"-h, --help", "show this manual"},
+        {"-v, --version", "show program version"},
+        {"-s, --scan", "scan the input path for available archives"},
+        {"-fn, --archive", "archive name to export data from,"},
+        {"", "can be also specified as last parameter"},
+        {"-ic, --item-count", "maximum count of items to export"},
+        {"-i, --input", "path to 'arc' directory or single '.rea' file,"},
+        {"", "default value is '/qor/arc'"},
+        {"-o, --output", "path to output file,"},
+        {"", "if not specified, output is directed to stdout"},
+        {"-ve, --verbose", "verbose mode"}}},
+      {"Filter options:",
+       {{"-ft1, --from-timestamp", "from time"},
+        {"-ft2, --until-timestamp", "until time"},
+        {"-f, --filter-id", "filter data by ID, e.g. 1..5,8,10..20"},
+        {"-nd, --no-data", "filter out data"},
+        {"-ne, --no-events", "filter out events"},
+        {"-nl, --no-log", "filter out log messages"}}},
+      {"JSON only options:",
+       {{"-p, --pretty-print", "pretty-prints the output when exporting to JSON"},
+        {"-itc, --item-total-count", "include a total count of items available,"},
+        {"", "useful when exporting limited number of items using --item-count"},
+        {"", "to tell the total count of items that would be exported"},
+        {"", "if --item-count is not used"}}},
+      {"CSV only options:",
+       {{"-cf, --csv", "exports data to CSV format, default format is JSON"},
+        {"-ch, --csv-header", "specifies custom header for exported CSV,"},
+        {"", "delimiters for next cell ';' and new line '\\n' are supported"},
+        {"-ccf, --csv-column-filter", "specifies the column filter, e.g. 1..5,8,10..20"},
+        {"-dscl, --delimiter-semicol", "use semicolon as column delimiter instead of comma"},
+        {"-dspc, --delimiter-space", "use space as column delimiter instead of comma"},
+        {"-dtab, --delimiter-tab", "use tab as column delimiter instead of comma"}}},
+  };
+  bool first = true;
+  for (const HelpSection& section : sections) {
+    if (!first) out << '\n';
+    first = false;
+    PrintSection(out, section);
+  }
+  out << '\n';
+}
+
+}  // namespace qorarc

@@ -1,0 +1,48 @@
+#include "app/item_filter.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <limits>
+
+namespace qorarc {
+
+bool ParseLeadingInt(std::string_view text, int32_t* value) {
+  // strtol needs a terminated string; arguments are short.
+  std::string copy(text);
+  const char* begin = copy.c_str();
+  char* end = nullptr;
+  errno = 0;
+  long long n = std::strtoll(begin, &end, 10);
+  if (end == begin || errno == ERANGE || n < std::numeric_limits<int32_t>::min() ||
+      n > std::numeric_limits<int32_t>::max())
+    return false;
+  *value = static_cast<int32_t>(n);
+  return true;
+}
+
+int ParseRanges(std::string_view text, std::vector<IdRange>& list) {
+  size_t start = 0;
+  while (start < text.size()) {
+    size_t comma = text.find(',', start);
+    std::string_view element =
+        text.substr(start, comma == std::string_view::npos ? std::string_view::npos : comma - start);
+    if (element.empty()) return -1;
+    IdRange range;
+    size_t dots = element.find("..");
+    if (dots == std::string_view::npos) {
+      if (!ParseLeadingInt(element, &range.first)) return -1;
+      range.last = range.first;
+    } else {
+      if (!ParseLeadingInt(element.substr(0, dots), &range.first) ||
+          !ParseLeadingInt(element.substr(dots + 2), &range.last) || range.last < range.first)
+        return -1;
+    }
+    list.push_back(range);
+    if (comma == std::string_view::npos) break;
+    start = comma + 1;
+  }
+  return 0;
+}
+
+}  // namespace qorarc

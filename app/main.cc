@@ -1,0 +1,20 @@
+// QorArc: exports the disk archives of the control runtime as JSON or CSV.
+#include <exception>
+
+#include "app/messages.h"
+#include "app/run.h"
+#include "core/core_init.h"
+
+int main(int argc, char** argv) {
+  qorarc::CoreStart();  // the run takes place whether or not the core came up
+  int result;
+  try {
+    result = qorarc::Run(argc, argv);
+  } catch (const std::exception& error) {
+    // The export was ended by an error; what was written is already flushed.
+    qorarc::ErrorLine(error.what());
+    result = -1;
+  }
+  qorarc::CoreStop();
+  return result;
+}

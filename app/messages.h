@@ -1,0 +1,27 @@
+// Messages to the user: every error, warning and verbose line goes to
+// standard error as one line. Verbose lines appear only in verbose mode.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace qorarc {
+
+// Set by the option parser when "-ve"/"--verbose" is given; read everywhere.
+inline bool g_verbose = false;
+
+// Writes text and a line feed to standard error in one piece, so that lines
+// never interleave with other output.
+inline void ErrorLine(std::string_view text) {
+  std::string line;
+  line.reserve(text.size() + 1);
+  line.append(text).push_back('\n');
+  std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+inline void VerboseLine(std::string_view text) {
+  if (g_verbose) ErrorLine(text);
+}
+
+}  // namespace qorarc

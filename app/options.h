@@ -1,0 +1,49 @@
+// The command line: the options record, its parser and the help text.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "app/item_filter.h"
+
+namespace qorarc {
+
+struct Options {
+  int argc = 0;
+  char** argv = nullptr;
+  std::string program_name;
+  bool verbose = false;
+  bool help = false;
+  bool version = false;
+  bool scan = false;
+  bool csv = false;
+  bool pretty_print = false;
+  bool delimiter_semicolon = false;
+  bool delimiter_space = false;
+  bool delimiter_tab = false;
+  bool item_total_count = false;
+  std::string archive_name;
+  int32_t item_count_limit = -1;
+  int64_t from_time = -1;
+  int64_t until_time = -1;
+  bool no_data = false;
+  bool no_events = false;
+  bool no_log = false;
+  std::vector<IdRange> csv_column_ranges;
+  std::vector<IdRange> id_ranges;
+  std::string input_path = "/qor/arc";
+  std::string output_path;
+  std::string csv_header;
+  bool parsed = false;  // parsing ended successfully
+};
+
+// Parses the argument vector. Never exits; `parsed` tells success. Writes the
+// unrecognised-option warnings and range-list errors, and in verbose mode the
+// informational lines, to standard error.
+Options ParseOptions(int argc, char** argv);
+
+void PrintHelp(std::ostream& out);
+
+}  // namespace qorarc

@@ -1,0 +1,158 @@
+#include "app/options.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "app/messages.h"
+
+namespace qorarc {
+namespace {
+
+struct Parsed {
+  Options options;
+  std::string err;
+};
+
+Parsed Parse(std::vector<std::string> args) {
+  args.insert(args.begin(), "QorArc");
+  std::vector<char*> argv;
+  for (std::string& arg : args) argv.push_back(arg.data());
+  argv.push_back(nullptr);
+  g_verbose = false;
+  ::testing::internal::CaptureStderr();
+  Parsed parsed{ParseOptions(static_cast<int>(args.size()), argv.data()), ""};
+  parsed.err = ::testing::internal::GetCapturedStderr();
+  g_verbose = false;
+  parsed.options.argv = nullptr;  // points into `args`, gone on return
+  return parsed;
+}
+
+struct ParseCase {
+  std::vector<std::string> args;
+  bool parsed;
+  std::string name;  // archive name
+  std::string err;
+};
+
+class ParseTest : public ::testing::TestWithParam<ParseCase> {};
+
+TEST_P(ParseTest, ParsedFlagNameAndMessages) {
+  const ParseCase& c = GetParam();
+  Parsed p = Parse(c.args);
+  EXPECT_EQ(p.options.parsed, c.parsed);
+  EXPECT_EQ(p.options.archive_name, c.name);
+  EXPECT_EQ(p.err, c.err);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, ParseTest,
+    ::testing::Values(
+        ParseCase{{}, true, "", ""},
+        ParseCase{{"my_archive"}, true, "my_archive", ""},
+        ParseCase{{"-x", "my_archive"}, true, "my_archive", "Unrecognized option '-x'.\n"},
+        ParseCase{{"my_archive", "-x"}, true, "-x", "Unrecognized option 'my_archive'.\n"},
+        ParseCase{{"-i"}, false, "", ""},
+        ParseCase{{"-o", "out.json"}, true, "", ""},
+        ParseCase{{"-fn", "a", "b"}, true, "b", ""},
+        ParseCase{{"b", "-fn", "a"}, true, "a", "Unrecognized option 'b'.\n"},
+        ParseCase{{"-f", "5..3", "a"}, false, "", "Parameter '--filter-id' is not valid.\n"},
+        ParseCase{{"-f", "1,,2", "a"}, false, "", "Parameter '--filter-id' is not valid.\n"},
+        ParseCase{{"-ccf", "x", "a"}, false, "", "Parameter '--csv-column-filter' is not valid.\n"},
+        ParseCase{{"-ic", "abc", "a"}, false, "", ""},
+        ParseCase{{"-ic", "12abc", "a"}, true, "a", ""},
+        ParseCase{{"-ft1", "2019-13-01", "a"}, false, "", ""},
+        ParseCase{{"-h", "-x", "-i"}, true, "", ""},
+        ParseCase{{"-x", "-h", "a"}, true, "", "Unrecognized option '-x'.\n"},
+        ParseCase{{"-i", "-ve"}, true, "",
+                  "Verbose mode enabled.\n"},  // the first pass sees "-ve" anywhere
+        ParseCase{{"-s", "-ve"}, true, "", "Verbose mode enabled.\nScan mode enabled.\n"},
+        ParseCase{{"-ve", "-ve", "a"}, true, "a",
+                  "Verbose mode enabled.\nVerbose mode enabled.\nName of the archive: 'a'\n"},
+        ParseCase{{"-ve", "-ic"}, false, "",
+                  "Verbose mode enabled.\nLimit for count of items to be exported is set to -1\n"},
+        ParseCase{{"-ve", "-ic", "7", "-ic"}, false, "",
+                  "Verbose mode enabled.\nLimit for count of items to be exported is set to 7\n"
+                  "Limit for count of items to be exported is set to 7\n"},
+        ParseCase{{"-ve", "-ic", "abc", "a"}, false, "", "Verbose mode enabled.\n"},
+        ParseCase{{"-ve", "-ft1", "2019-01-01 00:00:00,000", "-ft2", "2019-05-03", "a"}, true, "a",
+                  "Verbose mode enabled.\n"
+                  "Start of the timespan is set to: 2019-01-01 00:00:00.000000\n"
+                  "End of the timespan is set to: 2019-05-03 00:00:00.000000\n"
+                  "Name of the archive: 'a'\n"},
+        ParseCase{{"-ve", "-ft2", "2019-05-03 24:00:00", "a"}, false, "",
+                  "Verbose mode enabled.\nEnd of the timespan is set to: 2019-05-03 24:00:00\n"},
+        ParseCase{{"--verbose", "--scan", "--csv", "--pretty-print", "--item-total-count",
+                   "--no-data", "--no-events", "--no-log", "--delimiter-semicol",
+                   "--delimiter-space", "--delimiter-tab", "-ic", "3"},
+                  true, "",
+                  "Verbose mode enabled.\nScan mode enabled.\nExport to CSV enabled.\n"
+                  "Pretty-print format for JSON export enabled.\n"
+                  "Export of total count of items to JSON file was enabled.\n"
+                  "Flag to export no items with data was enabled.\n"
+                  "Flag to export no items with events was enabled.\n"
+                  "Flag to export no items with logs was enabled.\n"
+                  "Delimiter for CSV columns set to semicolon.\n"
+                  "Delimiter for CSV columns set to space.\n"
+                  "Delimiter for CSV columns set to tab.\n"
+                  "Limit for count of items to be exported is set to 3\n"}));
+
+TEST(ParseOptionsTest, DefaultsWithoutArguments) {
+  Options o = Parse({}).options;
+  EXPECT_TRUE(o.parsed);
+  EXPECT_EQ(o.input_path, "/qor/arc");
+  EXPECT_EQ(o.item_count_limit, -1);
+  EXPECT_EQ(o.from_time, -1);
+  EXPECT_EQ(o.until_time, -1);
+  EXPECT_FALSE(o.csv || o.scan || o.pretty_print || o.help || o.version || o.verbose);
+  EXPECT_EQ(o.program_name, "QorArc");
+}
+
+TEST(ParseOptionsTest, ValuesAreTakenAsTheyStand) {
+  Options o = Parse({"-i", "-dir", "-o", "-out", "--archive", "-name"}).options;
+  EXPECT_TRUE(o.parsed);
+  EXPECT_EQ(o.input_path, "-dir");
+  EXPECT_EQ(o.output_path, "-out");
+  EXPECT_EQ(o.archive_name, "-name");
+}
+
+TEST(ParseOptionsTest, LaterValueWinsAndRangesAccumulate) {
+  Options o = Parse({"-ic", "5", "-ic", "9", "-f", "1..2", "-f", "7", "-i", "a", "-i", "b"}).options;
+  EXPECT_EQ(o.item_count_limit, 9);
+  ASSERT_EQ(o.id_ranges.size(), 2u);
+  EXPECT_EQ(o.id_ranges[1].first, 7);
+  EXPECT_EQ(o.input_path, "b");
+}
+
+TEST(ParseOptionsTest, CsvHeaderBackslashN) {
+  EXPECT_EQ(Parse({"-ch", "A\\nB;C"}).options.csv_header, "A\nB;C");
+  EXPECT_EQ(Parse({"-ch", "\\n\\\\n\\x"}).options.csv_header, "\n\\\n\\x");
+}
+
+TEST(ParseOptionsTest, HelpAndVersionStopParsing) {
+  Options help_first = Parse({"-h", "-v"}).options;
+  EXPECT_TRUE(help_first.help);
+  EXPECT_FALSE(help_first.version);
+  Options version_first = Parse({"-v", "-h"}).options;
+  EXPECT_TRUE(version_first.version);
+  EXPECT_FALSE(version_first.help);
+}
+
+TEST(ParseOptionsTest, TimesAndFlags) {
+  Options o = Parse({"-ft1", "2000-01-02", "-ft2", "2000-01-02 00:00:01.5", "-nd", "-dtab", "a"})
+                  .options;
+  EXPECT_EQ(o.from_time, 86'400'000'000'000);
+  EXPECT_EQ(o.until_time, 86'401'500'000'000);
+  EXPECT_TRUE(o.no_data);
+  EXPECT_TRUE(o.delimiter_tab);
+}
+
+TEST(ParseOptionsTest, EmptyFilterListAddsNothing) {
+  Options o = Parse({"-f", "", "a"}).options;
+  EXPECT_TRUE(o.parsed);
+  EXPECT_TRUE(o.id_ranges.empty());
+}
+
+}  // namespace
+}  // namespace qorarc

@@ -1,0 +1,184 @@
+#include "app/run.h"
+
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "app/build_info.h"
+#include "app/messages.h"
+#include "app/options.h"
+#include "archive/discovery.h"
+#include "archive/read_state.h"
+#include "export/csv_writer.h"
+#include "export/json_writer.h"
+
+namespace qorarc {
+namespace {
+
+constexpr std::string_view kEmptyJson = "{\"data\": []}\n";
+
+void PrintVersion() {
+  char text[96];
+  std::snprintf(text, sizeof text, "Date: %d-%02d-%02d\nVersion: %d.%d.%d.%d\n", build::kYear,
+                build::kMonth, build::kDay, build::kVersionMajor, build::kVersionMinor,
+                build::kVersionRevision, build::kVersionBuild);
+  std::cout << text;
+}
+
+// The filter of an export; scan mode keeps every field neutral so that it
+// sees all archives of all times.
+ItemFilter MakeFilter(const Options& options) {
+  ItemFilter filter;
+  if (options.scan) return filter;
+  filter.archive_name = options.archive_name;
+  filter.item_count_limit = options.item_count_limit;
+  filter.from_time = options.from_time;
+  filter.until_time = options.until_time;
+  filter.no_data = options.no_data;
+  filter.no_events = options.no_events;
+  filter.no_log = options.no_log;
+  filter.csv_column_ranges = options.csv_column_ranges;
+  filter.id_ranges = options.id_ranges;
+  return filter;
+}
+
+std::string NothingFoundMessage(const Options& options, const ItemFilter& filter) {
+  const std::string& input = options.input_path;
+  const std::string& name = filter.archive_name;
+  if (options.scan) return "No archive files were found scanning path '" + input + "'.";
+  if (!filter.has_timespan()) {
+    if (name.empty())
+      return "No archived were found in '" + input +
+             "'. Try parameter '--scan' to find available archives.";
+    return "Archive '" + name + "' not found in '" + input +
+           "'. Try parameter '--scan' to find available archives.";
+  }
+  if (name.empty())
+    return "No archives found in '" + input +
+           "' for the timespan specified. Try parameter '--scan' to find available archives and "
+           "their timespans.";
+  return "Archive '" + name + "' not found in '" + input +
+         "' for the timespan specified. Try parameter '--scan' to find available archives and "
+         "their timespans.";
+}
+
+int32_t DelimiterOf(const Options& options) {
+  if (options.delimiter_semicolon) return kSemicolon;
+  if (options.delimiter_space) return kSpace;
+  if (options.delimiter_tab) return kTab;
+  return kComma;
+}
+
+std::vector<ColumnRange> ColumnRanges(const ItemFilter& filter) {
+  std::vector<ColumnRange> columns;
+  for (const IdRange& range : filter.csv_column_ranges) columns.push_back({range.first, range.last});
+  return columns;
+}
+
+// Runs the writer over the files: the export document, or the scan listing.
+void WriteDocument(const Options& options, const ItemFilter& filter,
+                   const std::vector<ArchiveFileEntry>& entries, std::ostream& out) {
+  if (options.scan) {
+    JsonWriter writer(&out, options.pretty_print);
+    WriteScanList(writer, CollectSpans(entries));
+    writer.flush();
+    return;
+  }
+  AReadState state(&filter, options.item_total_count);
+  std::unique_ptr<Writer> writer;
+  if (options.csv)
+    writer = std::make_unique<CsvWriter>(&out, options.csv_header, ColumnRanges(filter),
+                                         DelimiterOf(options));
+  else
+    writer = std::make_unique<JsonWriter>(&out, options.pretty_print);
+  writer->beginDocument();
+  int32_t total = 0;
+  try {
+    total = state.Export(*writer, entries);
+  } catch (const std::logic_error&) {
+    writer->flush();  // keep what was written before the failing item
+    throw;
+  }
+  if (!options.csv) {
+    auto& json = static_cast<JsonWriter&>(*writer);
+    json.endArray();
+    if (options.item_total_count) {
+      json.writeString("total_item_count");
+      json.writeInt(total);
+    }
+  }
+  writer->endDocument();
+}
+
+// Flushes standard output; a failed write must not end in success.
+int FinishStandardOutput() {
+  std::cout.flush();
+  if (!std::cout || std::fflush(stdout) != 0 || std::ferror(stdout)) {
+    ErrorLine("Failed to write to standard output.");
+    return -1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int Run(int argc, char** argv) {
+  Options options = ParseOptions(argc, argv);
+  if (!options.parsed || options.input_path.empty()) {
+    ErrorLine("Parameters are not valid.");
+    ErrorLine("Try 'QorArc --help' for more information.");
+    return 1;
+  }
+  if (options.help) {
+    PrintHelp(std::cout);
+    return FinishStandardOutput();
+  }
+  if (options.version) {
+    PrintVersion();
+    return FinishStandardOutput();
+  }
+  ItemFilter filter = MakeFilter(options);
+  if (!options.scan && filter.archive_name.empty()) {
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(options.input_path, ec)) {
+      ErrorLine("Name of the archive must be specified.");
+      return -1;
+    }
+  }
+  if (options.scan) VerboseLine("Scanning directory '" + options.input_path + "'.");
+
+  std::vector<ArchiveFileEntry> entries;
+  if (int code = Discover(filter, options.input_path, entries); code != 0) return code;
+  if (entries.empty()) {
+    ErrorLine(NothingFoundMessage(options, filter));
+    // The empty result always goes to standard output, never to a file.
+    if (options.csv)
+      std::cout << options.csv_header;
+    else
+      std::cout << kEmptyJson;
+    return FinishStandardOutput();
+  }
+
+  if (options.output_path.empty()) {
+    WriteDocument(options, filter, entries, std::cout);
+    return FinishStandardOutput();
+  }
+  std::ofstream file(options.output_path, std::ios::binary | std::ios::trunc);
+  if (!file.is_open()) {
+    ErrorLine("Failed to open file '" + options.output_path + "' for writing.");
+    return -1;
+  }
+  WriteDocument(options, filter, entries, file);
+  file.close();
+  if (!file) {
+    ErrorLine("Failed to write to '" + options.output_path + "'.");
+    return -1;
+  }
+  return 0;
+}
+
+}  // namespace qorarc

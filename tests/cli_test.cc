@@ -1,0 +1,171 @@
+// The command line end to end: help, version, bad parameters and the
+// messages of the run sequence, checked byte for byte with the exit status.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "support/program_run.h"
+
+namespace qorarc::testing {
+namespace {
+
+const char kHelpBody[] =
+    "QorArc is an utility to export data from KAVELON Archives.\n"
+    "\n"
+    "Usage: QorArc [OPTION]... [ARCHIVE_NAME]\n"
+    "\te.g. Export all data to a JSON file:\n"
+    "\t\t QorArc my_archive > out.json\n"
+    "\te.g. Export all data to a CSV file with header:\n"
+    "\t\t QorArc --csv --csv-header \"Archive export \\n Date; Time; DataType; ; ; Item ID; Data1\" "
+    "my_archive > out.csv\n"
+    "\te.g. Export data in a specified timespan:\n"
+    "\t\t QorArc -ft1 \"2019-01-01 00:00:00,000\" -ft2 \"2019-01-01 01:00:00,000\" my_archive\n"
+    "\te.g. Export data for specified IDs only:\n"
+    "\t\t QorArc -f 1..3,5 my_archive\n"
+    "\n"
+    "General options:\n"
+    "\t-h, --help               \tshow this manual\n"
+    "\t-v, --version            \tshow program version\n"
+    "\t-s, --scan               \tscan the input path for available archives\n"
+    "\t-fn, --archive           \tarchive name to export data from,\n"
+    "\t                         \tcan be also specified as last parameter\n"
+    "\t-ic, --item-count        \tmaximum count of items to export\n"
+    "\t-i, --input              \tpath to 'arc' directory or single '.rea' file,\n"
+    "\t                         \tdefault value is '/qor/arc'\n"
+    "\t-o, --output             \tpath to output file,\n"
+    "\t                         \tif not specified, output is directed to stdout\n"
+    "\t-ve, --verbose           \tverbose mode\n"
+    "\n"
+    "Filter options:\n"
+    "\t-ft1, --from-timestamp   \tfrom time\n"
+    "\t-ft2, --until-timestamp  \tuntil time\n"
+    "\t-f, --filter-id          \tfilter data by ID, e.g. 1..5,8,10..20\n"
+    "\t-nd, --no-data           \tfilter out data\n"
+    "\t-ne, --no-events         \tfilter out events\n"
+    "\t-nl, --no-log            \tfilter out log messages\n"
+    "\n"
+    "JSON only options:\n"
+    "\t-p, --pretty-print       \tpretty-prints the output when exporting to JSON\n"
+    "\t-itc, --item-total-count \tinclude a total count of items available,\n"
+    "\t                         \tuseful when exporting limited number of items using --item-count\n"
+    "\t                         \tto tell the total count of items that would be exported\n"
+    "\t                         \tif --item-count is not used\n"
+    "\n"
+    "CSV only options:\n"
+    "\t-cf, --csv               \texports data to CSV format, default format is JSON\n"
+    "\t-ch, --csv-header        \tspecifies custom header for exported CSV,\n"
+    "\t                         \tdelimiters for next cell ';' and new line '\\n' are supported\n"
+    "\t-ccf, --csv-column-filter\tspecifies the column filter, e.g. 1..5,8,10..20\n"
+    "\t-dscl, --delimiter-semicol\tuse semicolon as column delimiter instead of comma\n"
+    "\t-dspc, --delimiter-space \tuse space as column delimiter instead of comma\n"
+    "\t-dtab, --delimiter-tab   \tuse tab as column delimiter instead of comma\n"
+    "\n";
+
+const char kBadParameters[] =
+    "Parameters are not valid.\nTry 'QorArc --help' for more information.\n";
+
+// The help text: the cyan logo (lines of art, two empty lines), then the body.
+void ExpectHelp(const std::string& out) {
+  const std::string open = "\x1b[1;36m";
+  const std::string close = "\n\n\n\x1b[0m";
+  ASSERT_EQ(out.compare(0, open.size(), open), 0);
+  size_t logo_end = out.find(close);
+  ASSERT_NE(logo_end, std::string::npos);
+  std::string logo = out.substr(open.size(), logo_end + 1 - open.size());
+  EXPECT_GE(std::count(logo.begin(), logo.end(), '\n'), 3);
+  EXPECT_EQ(out.substr(logo_end + close.size()), kHelpBody);
+}
+
+TEST(CliTest, HelpIsPrintedAndWins) {
+  for (std::vector<std::string> args : std::vector<std::vector<std::string>>{
+           {"--help"}, {"-h"}, {"-h", "-v"}, {"-s", "-ve", "-h"}, {"-h", "-i"}}) {
+    ProgramResult r = RunQorArc(args);
+    ExpectHelp(r.out);
+    EXPECT_EQ(r.status, 0);
+    if (args[0] == "-s") {
+      EXPECT_EQ(r.err, "Verbose mode enabled.\nScan mode enabled.\n");
+    } else {
+      EXPECT_EQ(r.err, "");
+    }
+  }
+}
+
+TEST(CliTest, VersionIsPrintedAndWins) {
+  for (std::vector<std::string> args :
+       std::vector<std::vector<std::string>>{{"-v"}, {"--version"}, {"-v", "-h"}}) {
+    ProgramResult r = RunQorArc(args);
+    EXPECT_TRUE(std::regex_match(r.out, std::regex("Date: \\d{4}-\\d{2}-\\d{2}\nVersion: 3\\.0\\.5\\.17331\n")))
+        << r.out;
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.status, 0);
+  }
+}
+
+struct FailureCase {
+  std::vector<std::string> args;
+  std::string err;
+  int status;
+};
+
+class CliFailureTest : public ::testing::TestWithParam<FailureCase> {};
+
+TEST_P(CliFailureTest, MessageAndStatus) {
+  const FailureCase& c = GetParam();
+  TempDir dir;
+  std::vector<std::string> args;
+  for (const std::string& arg : c.args) args.push_back(arg == "@dir" ? dir.path() : arg);
+  ProgramResult r = RunQorArc(args);
+  std::string err = std::regex_replace(r.err, std::regex(dir.path()), "@dir");
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(err, c.err);
+  EXPECT_EQ(r.status, c.status);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, CliFailureTest,
+    ::testing::Values(
+        FailureCase{{"-i"}, kBadParameters, 1},
+        FailureCase{{"-i", "", "a"}, kBadParameters, 1},
+        FailureCase{{"-f", "5..3", "a"},
+                    std::string("Parameter '--filter-id' is not valid.\n") + kBadParameters, 1},
+        FailureCase{{"-f", "1,,2", "a"},
+                    std::string("Parameter '--filter-id' is not valid.\n") + kBadParameters, 1},
+        FailureCase{{"-ccf", "3..1", "a"},
+                    std::string("Parameter '--csv-column-filter' is not valid.\n") + kBadParameters,
+                    1},
+        FailureCase{{"-ic", "abc", "a"}, kBadParameters, 1},
+        FailureCase{{"-ve", "-ic"},
+                    std::string("Verbose mode enabled.\n"
+                                "Limit for count of items to be exported is set to -1\n") +
+                        kBadParameters,
+                    1},
+        FailureCase{{"-ft1", "2019-02-30", "a"}, kBadParameters, 1},
+        FailureCase{{"-ft2", "yesterday", "a"}, kBadParameters, 1},
+        FailureCase{{"-i", "@dir"}, "Name of the archive must be specified.\n", 255},
+        FailureCase{{"-i", "@dir/missing"}, "Name of the archive must be specified.\n", 255},
+        FailureCase{{"-i", "@dir/missing", "a"}, "Path '@dir/missing' not found.\n", 255},
+        FailureCase{{"-s", "-i", "@dir/missing"}, "Path '@dir/missing' not found.\n", 255}));
+
+TEST(CliTest, NoArgumentsNeedAnArchiveName) {
+  // The default input "/qor/arc" is usually missing; either way there is no
+  // archive name and no single file.
+  ProgramResult r = RunQorArc({});
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err, "Name of the archive must be specified.\n");
+  EXPECT_EQ(r.status, 255);
+}
+
+TEST(CliTest, UnrecognizedOptionIsOnlyAWarning) {
+  TempDir dir;
+  ProgramResult r = RunQorArc({"-x", "-i", dir.path(), "my_archive"});
+  EXPECT_EQ(r.err, "Unrecognized option '-x'.\nArchive 'my_archive' not found in '" + dir.path() +
+                       "'. Try parameter '--scan' to find available archives.\n");
+  EXPECT_EQ(r.out, "{\"data\": []}\n");
+  EXPECT_EQ(r.status, 0);
+}
+
+}  // namespace
+}  // namespace qorarc::testing
