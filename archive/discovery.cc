@@ -1,0 +1,191 @@
+#include "archive/discovery.h"
+
+#include <algorithm>
+#include <chrono>
+#include <system_error>
+
+#include "app/messages.h"
+#include "archive/archive_format.h"
+#include "export/json_writer.h"
+#include "export/text_format.h"
+
+namespace qorarc {
+namespace fs = std::filesystem;
+
+namespace {
+
+// Parses a time text; a warning-class result counts as success.
+bool Parse(const std::string& text, int64_t* timestamp) {
+  int code = ParseTimestamp(text, timestamp);
+  return code >= 0 || static_cast<int16_t>(code | 0x4000) >= -99;
+}
+
+// The name must parse and reach the from-time with its end and the
+// until-time with its start.
+bool MeetsSpan(const ItemFilter& filter, const std::string& first_text,
+               const std::string& last_text) {
+  int64_t t = 0;
+  if (filter.has_from() && !(Parse(last_text, &t) && t >= filter.from_time)) return false;
+  if (filter.has_until() && !(Parse(first_text, &t) && t <= filter.until_time)) return false;
+  return true;
+}
+
+bool YearMeetsSpan(const ItemFilter& filter, const std::string& name) {
+  return MeetsSpan(filter, name + "-01-01 00:00:00.000000000", name + "-12-31 23:59:59.999999999");
+}
+
+// A month directory "2019-05" is kept while the start of the next month is
+// later than the from-time; a name that does not parse is dropped when a
+// from-time is set, as a year directory is.
+bool MonthMeetsSpan(const ItemFilter& filter, const std::string& name) {
+  int64_t start = 0;
+  bool parsed = Parse(name + "-01 00:00:00.000000000", &start);
+  if (filter.has_from()) {
+    if (!parsed) return false;
+    using namespace std::chrono;
+    year_month_day day{sys_days{2000y / January / 1} + days{start / kNanosPerDay}};
+    year_month next = year_month{day.year(), day.month()} + months{1};
+    int64_t next_start =
+        (sys_days{next / 1} - sys_days{2000y / January / 1}).count() * kNanosPerDay;
+    if (next_start <= filter.from_time) return false;
+  }
+  if (filter.has_until() && !(parsed && start <= filter.until_time)) return false;
+  return true;
+}
+
+std::string Trimmed(std::string text) {
+  size_t first = text.find_first_not_of(" \t");
+  size_t last = text.find_last_not_of(" \t");
+  return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
+}
+
+void ReportUnexpected(const fs::path& path) {
+  VerboseLine("Unexpected path '" + path.string() + "' ignored");
+}
+
+// The entries of one directory in listing order; a listing error ends the
+// walk of that directory.
+std::vector<fs::directory_entry> List(const fs::path& dir) {
+  std::vector<fs::directory_entry> result;
+  std::error_code ec;
+  fs::directory_iterator it(dir, ec);
+  for (; !ec && it != fs::directory_iterator(); it.increment(ec)) result.push_back(*it);
+  return result;
+}
+
+bool IsDirectory(const fs::directory_entry& entry) {
+  std::error_code ec;
+  return entry.is_directory(ec);
+}
+
+bool IsRegularFile(const fs::directory_entry& entry) {
+  std::error_code ec;
+  return entry.is_regular_file(ec);
+}
+
+}  // namespace
+
+bool ExamineFile(const ItemFilter& filter, bool single_file, const fs::path& path,
+                 ArchiveFileEntry& entry) {
+  if (path.extension() != ".rea") return false;
+  std::string stem = path.stem().string();
+  if (single_file) {
+    entry = {path.string(), stem, "", 0};
+    return true;
+  }
+  size_t underscore = stem.find('_');
+  if (underscore == std::string::npos) return false;
+  std::string date = stem.substr(0, underscore);
+  std::string name = stem.substr(underscore + 1);
+  if (!filter.archive_name.empty() && name != filter.archive_name) return false;
+  // A file whose date part is not a date is never taken.
+  int64_t day_start = 0;
+  if (!Parse(date, &day_start)) return false;
+  if (!MeetsSpan(filter, date + " 00:00:00.000000000", date + " 23:59:59.999999999")) return false;
+  entry = {path.string(), std::move(stem), std::move(name), day_start};
+  return true;
+}
+
+int Discover(const ItemFilter& filter, const std::string& input_path,
+             std::vector<ArchiveFileEntry>& entries) {
+  std::error_code ec;
+  fs::file_status status = fs::status(input_path, ec);
+  if (!fs::exists(status)) {
+    ErrorLine("Path '" + input_path + "' not found.");
+    return -1;
+  }
+  if (fs::is_regular_file(status)) {
+    ArchiveFileEntry entry;
+    if (ExamineFile(filter, true, input_path, entry)) entries.push_back(std::move(entry));
+    return 0;
+  }
+  if (!fs::is_directory(status)) {
+    ErrorLine("Path '" + input_path + "' is not a directory.");
+    return -1;
+  }
+  const fs::path root(input_path);
+  std::vector<fs::path> years;
+  for (const fs::directory_entry& entry : List(root)) {
+    fs::path path = root / entry.path().filename();
+    if (!IsDirectory(entry))
+      ReportUnexpected(path);
+    else if (YearMeetsSpan(filter, path.filename().string()))
+      years.push_back(path);
+  }
+  std::vector<fs::path> months;
+  for (const fs::path& year : years) {
+    for (const fs::directory_entry& entry : List(year)) {
+      fs::path path = year / entry.path().filename();
+      if (!IsDirectory(entry))
+        ReportUnexpected(path);
+      else if (MonthMeetsSpan(filter, path.filename().string()))
+        months.push_back(path);
+    }
+  }
+  for (const fs::path& month : months) {
+    for (const fs::directory_entry& entry : List(month)) {
+      fs::path path = month / entry.path().filename();
+      ArchiveFileEntry file;
+      if (!IsRegularFile(entry))
+        ReportUnexpected(path);
+      else if (ExamineFile(filter, false, path, file))
+        entries.push_back(std::move(file));
+    }
+  }
+  // Days ascending; files of one day by path, so that the order does not
+  // depend on the platform's listing order.
+  std::sort(entries.begin(), entries.end(),
+            [](const ArchiveFileEntry& a, const ArchiveFileEntry& b) {
+              return a.day_start != b.day_start ? a.day_start < b.day_start : a.path < b.path;
+            });
+  return 0;
+}
+
+ArchiveSpans CollectSpans(const std::vector<ArchiveFileEntry>& entries) {
+  ArchiveSpans archives;
+  for (const ArchiveFileEntry& entry : entries) {
+    auto [it, inserted] = archives.try_emplace(entry.name, entry.day_start, entry.day_start);
+    if (!inserted) {
+      it->second.first = std::min(it->second.first, entry.day_start);
+      it->second.second = std::max(it->second.second, entry.day_start);
+    }
+  }
+  return archives;
+}
+
+void WriteScanList(JsonWriter& writer, const ArchiveSpans& archives) {
+  writer.startArray();
+  for (const auto& [name, span] : archives) {
+    writer.startObject();
+    writer.writeString("name");
+    writer.writeString(name);
+    writer.writeString("first_date");
+    writer.writeString(Trimmed(TimestampText(span.first)));
+    writer.writeString("last_date");
+    writer.writeString(Trimmed(TimestampText(span.second)));
+    writer.endObject();
+  }
+  writer.endArray();
+}
+
+}  // namespace qorarc
