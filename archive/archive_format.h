@@ -36,10 +36,11 @@
 // arrays 17, 18 and 27 keep the bytes as stored. A string record longer than
 // 32,767 bytes does not fit the format's signed 16-bit record length.
 //
-// A bad record (a broken day marker, an invalid code, an oversized array, or
-// a record cut short by the end of the file) is handed on once as an item of
-// type 0x40 ("Archive events") with count 4 and ID 0, keeping the time fields
-// of its first six bytes; the rest of the file is not read.
+// A bad record (a broken day marker, an invalid code, an oversized array, a
+// string whose wrapped length is -606, or a record cut short by the end of
+// the file) is handed on once as an item of type 0x40 ("Archive events") with
+// count 4 and ID 0, keeping the time fields of its first six bytes; the rest
+// of the file is not read.
 #pragma once
 
 #include <cstddef>
@@ -65,9 +66,13 @@ struct ArchiveItem {
   uint8_t type = 0;
   uint8_t count = 0;
   uint16_t id = 0;
-  // Scalars at the start, arrays element by element, in host byte order.
+  // Scalars at the start, arrays element by element, in host byte order;
+  // code 12 keeps the length of its zero-terminated text, L + 1, as a u32.
+  // The first 8 bytes are zero where the value is shorter; bytes past the
+  // `count` elements of an array are left from earlier records, unread.
   alignas(8) uint8_t value[kMaxValueBytes] = {};
-  // Code 12: the text, copied out of the file (std::string keeps the zero).
+  // Code 12: the text, copied out of the file (std::string keeps the zero);
+  // empty for every other code.
   std::string text;
   uint16_t day = 0;
 
