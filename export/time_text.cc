@@ -1,0 +1,148 @@
+// Date and time-of-day texts of time stamps.
+//
+// These run once per exported item, so they write digits from a table
+// instead of going through snprintf; the output is the same byte for byte.
+
+#include <bit>
+#include <charconv>
+#include <chrono>
+#include <cstring>
+
+#include "export/text_format.h"
+
+namespace qorarc {
+namespace {
+
+constexpr int64_t kNanosPerDay = 86'400'000'000'000;
+constexpr int64_t kNanosPerHour = 3'600'000'000'000;
+constexpr int64_t kNanosPerMinute = 60'000'000'000;
+constexpr int64_t kNanosPerSecond = 1'000'000'000;
+
+using uint128 = unsigned __int128;
+
+struct DigitPairs {
+  char text[200];
+  constexpr DigitPairs() : text() {
+    for (int i = 0; i < 100; ++i) {
+      text[2 * i] = static_cast<char>('0' + i / 10);
+      text[2 * i + 1] = static_cast<char>('0' + i % 10);
+    }
+  }
+};
+constexpr DigitPairs kDigitPairs;
+
+// Writes v (0 to 99) as two digits.
+char* Put2(char* p, unsigned v) {
+  std::memcpy(p, &kDigitPairs.text[2 * v], 2);
+  return p + 2;
+}
+
+size_t PutNoTimestamp(char* out) {
+  std::memcpy(out, "---", 3);
+  return 3;
+}
+
+// printf's "%4i": right-aligned in 4 positions, wider when it must be.
+char* PutYear(char* p, int year) {
+  if (year >= 1000 && year <= 9999) {
+    p = Put2(p, static_cast<unsigned>(year / 100));
+    return Put2(p, static_cast<unsigned>(year % 100));
+  }
+  char digits[8];
+  const char* end = std::to_chars(digits, digits + sizeof digits, year).ptr;
+  const size_t length = static_cast<size_t>(end - digits);
+  for (size_t i = length; i < 4; ++i) *p++ = ' ';
+  std::memcpy(p, digits, length);
+  return p + length;
+}
+
+int64_t FloorDiv(int64_t a, int64_t b) {
+  const int64_t q = a / b;
+  return (a % b < 0) ? q - 1 : q;
+}
+
+// The seconds as printf's "%09.6f" shows (seconds + nanoseconds / 1e9), in
+// millionths. printf rounds the exact binary value of the double, and on an
+// exact tie it rounds to the even digit. The double lies within 4e-15 of the
+// decimal value, so it can only matter when the decimal value is itself a
+// tie (nanoseconds ending in 500): elsewhere the decimal value is at least
+// 1e-9 from a tie and rounding it half up gives printf's digits. On a tie
+// the double may land above, below or exactly on it, so it is built as the
+// runtime builds it and its value, mantissa / 2^shift, is rounded with
+// integer arithmetic.
+uint32_t SecondsInMicros(int seconds, int nanos) {
+  if (nanos % 1000 != 500) {
+    return static_cast<uint32_t>(seconds * 1'000'000 + (nanos + 500) / 1000);
+  }
+  const double value = seconds + nanos / 1e9;
+  const uint64_t bits = std::bit_cast<uint64_t>(value);
+  const uint64_t mantissa = (bits & ((uint64_t{1} << 52) - 1)) | (uint64_t{1} << 52);
+  // 5e-7 <= value < 60, so the shift is 47 to 73 and the scaled mantissa
+  // (below 2^73) fits in 128 bits.
+  const int shift = 1075 - static_cast<int>(bits >> 52);
+  const uint128 scaled = uint128{mantissa} * 1'000'000;
+  uint128 micros = scaled >> shift;
+  const uint128 rest = scaled - (micros << shift);
+  const uint128 half = uint128{1} << (shift - 1);
+  if (rest > half || (rest == half && (micros & 1) != 0)) ++micros;
+  return static_cast<uint32_t>(micros);
+}
+
+}  // namespace
+
+size_t FormatDayDate(int64_t day_number, char* out) {
+  using namespace std::chrono;
+  const year_month_day date{sys_days{year{2000} / January / 1} + days{day_number}};
+  char* p = PutYear(out, static_cast<int>(date.year()));
+  *p++ = '-';
+  p = Put2(p, static_cast<unsigned>(date.month()));
+  *p++ = '-';
+  p = Put2(p, static_cast<unsigned>(date.day()));
+  return static_cast<size_t>(p - out);
+}
+
+size_t FormatDate(int64_t timestamp, char* out) {
+  if (timestamp == 0) return PutNoTimestamp(out);
+  return FormatDayDate(FloorDiv(timestamp, kNanosPerDay), out);
+}
+
+size_t FormatTime(int64_t timestamp, char* out) {
+  if (timestamp == 0) return PutNoTimestamp(out);
+  int64_t of_day = timestamp % kNanosPerDay;
+  if (of_day < 0) of_day += kNanosPerDay;
+  const int64_t of_minute = of_day % kNanosPerMinute;
+  const uint32_t micros =
+      SecondsInMicros(static_cast<int>(of_minute / kNanosPerSecond),
+                      static_cast<int>(of_minute % kNanosPerSecond));
+  const uint32_t fraction = micros % 1'000'000;
+  char* p = Put2(out, static_cast<unsigned>(of_day / kNanosPerHour));
+  *p++ = ':';
+  p = Put2(p, static_cast<unsigned>(of_day / kNanosPerMinute % 60));
+  *p++ = ':';
+  p = Put2(p, micros / 1'000'000);  // 60 when 59.999999... rounds up
+  *p++ = '.';
+  p = Put2(p, fraction / 10'000);
+  p = Put2(p, fraction / 100 % 100);
+  p = Put2(p, fraction % 100);
+  return static_cast<size_t>(p - out);
+}
+
+std::string DateText(int64_t timestamp) {
+  char text[kDateTextSize];
+  return std::string(text, FormatDate(timestamp, text));
+}
+
+std::string TimeText(int64_t timestamp) {
+  char text[kTimeTextSize];
+  return std::string(text, FormatTime(timestamp, text));
+}
+
+std::string TimestampText(int64_t timestamp) {
+  char text[kDateTextSize + 1 + kTimeTextSize];
+  size_t length = FormatDate(timestamp, text);
+  text[length++] = ' ';
+  length += FormatTime(timestamp, text + length);
+  return std::string(text, length);
+}
+
+}  // namespace qorarc
