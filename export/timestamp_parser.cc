@@ -1,0 +1,88 @@
+// The parser of date-time texts: "-ft1"/"-ft2" values and the day texts that
+// discovery builds from file names.
+
+#include <chrono>
+#include <limits>
+
+#include "export/text_format.h"
+
+namespace qorarc {
+namespace {
+
+constexpr int64_t kNanosPerDay = 86'400'000'000'000;
+constexpr int64_t kNanosPerSecond = 1'000'000'000;
+constexpr int kMaxFractionDigits = 9;
+
+// Reads exactly `count` decimal digits at `pos`; no sign, no blanks.
+bool ReadDigits(std::string_view text, size_t pos, size_t count, int64_t* value) {
+  if (pos + count > text.size()) return false;
+  int64_t result = 0;
+  for (size_t i = pos; i < pos + count; ++i) {
+    if (text[i] < '0' || text[i] > '9') return false;
+    result = result * 10 + (text[i] - '0');
+  }
+  *value = result;
+  return true;
+}
+
+bool HasChar(std::string_view text, size_t pos, char c) {
+  return pos < text.size() && text[pos] == c;
+}
+
+// "HH:MM:SS" with an optional fraction, starting at `pos` and running to the
+// end of the text, as nanoseconds of the day.
+bool ParseTimeOfDay(std::string_view text, size_t pos, int64_t* nanos) {
+  int64_t hours, minutes, seconds;
+  if (!ReadDigits(text, pos, 2, &hours) || !HasChar(text, pos + 2, ':') ||
+      !ReadDigits(text, pos + 3, 2, &minutes) || !HasChar(text, pos + 5, ':') ||
+      !ReadDigits(text, pos + 6, 2, &seconds)) {
+    return false;
+  }
+  if (hours > 23 || minutes > 59 || seconds > 59) return false;
+  int64_t fraction = 0;
+  pos += 8;
+  if (pos < text.size()) {
+    if (text[pos] != '.' && text[pos] != ',') return false;
+    const size_t digits = text.size() - pos - 1;
+    if (digits < 1 || digits > kMaxFractionDigits) return false;
+    if (!ReadDigits(text, pos + 1, digits, &fraction)) return false;
+    for (size_t i = digits; i < kMaxFractionDigits; ++i) fraction *= 10;
+  }
+  *nanos = ((hours * 60 + minutes) * 60 + seconds) * kNanosPerSecond + fraction;
+  return true;
+}
+
+}  // namespace
+
+int ParseTimestamp(std::string_view text, int64_t* timestamp) {
+  using namespace std::chrono;
+  int64_t y, m, d;
+  if (!ReadDigits(text, 0, 4, &y) || !HasChar(text, 4, '-') ||
+      !ReadDigits(text, 5, 2, &m) || !HasChar(text, 7, '-') ||
+      !ReadDigits(text, 8, 2, &d)) {
+    return kInvalidTimestampFormat;
+  }
+  const year_month_day date{year{static_cast<int>(y)}, month{static_cast<unsigned>(m)},
+                            day{static_cast<unsigned>(d)}};
+  if (!date.ok()) return kInvalidTimestampFormat;
+
+  int64_t nanos = 0;
+  if (text.size() > 10) {
+    if (text[10] != ' ' || !ParseTimeOfDay(text, 11, &nanos)) {
+      return kInvalidTimestampFormat;
+    }
+  }
+
+  const int64_t day_number =
+      (sys_days{date} - sys_days{year{2000} / January / 1}).count();
+  // Computed wide: the first day of the range starts before the range does.
+  const __int128 result = static_cast<__int128>(day_number) * kNanosPerDay + nanos;
+  if (result < std::numeric_limits<int64_t>::min() ||
+      result > std::numeric_limits<int64_t>::max()) {
+    return kInvalidTimestampFormat;
+  }
+  *timestamp = static_cast<int64_t>(result);
+  return 0;
+}
+
+}  // namespace qorarc
