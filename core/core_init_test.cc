@@ -1,0 +1,228 @@
+#include "core/core_init.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+
+#include "core/core_config.h"
+#include "core/dprint.h"
+#include "core/errors.h"
+#include "core/registry.h"
+#include "core/resource_strings.h"
+
+namespace qorarc {
+namespace {
+
+constexpr char kStartLines[] =
+    "[ CORE  ][VERBOSE] Initializing Version\n"
+    "[ CORE  ][ INFO  ] QorCore version: 3.0.5 revision 17331-final\n"
+    "[ CORE  ][VERBOSE] Initializing Platform\n"
+    "[ CORE  ][VERBOSE] Initializing GObject\n"
+    "[ CORE  ][VERBOSE] Initializing GStream\n"
+    "[ CORE  ][VERBOSE] Initializing XRTObject\n"
+    "[ CORE  ][VERBOSE] Initializing XBlock\n"
+    "[ CORE  ][VERBOSE] Initializing XSequence\n"
+    "[ CORE  ][VERBOSE] Initializing XTask\n"
+    "[ CORE  ][VERBOSE] Initializing XExecutive\n"
+    "[ CORE  ][VERBOSE] Initializing ACore\n"
+    "[ CORE  ][VERBOSE] Initializing DCore\n"
+    "[ CORE  ][VERBOSE] Registering Globals\n"
+    "[ CORE  ][VERBOSE] Initializing Pseudoblocks\n";
+
+constexpr char kStopLines[] =
+    "[ CORE  ][VERBOSE] Exiting Core\n"
+    "[ CORE  ][VERBOSE] Exiting DCore\n"
+    "[ CORE  ][VERBOSE] Exiting ACore\n"
+    "[ CORE  ][VERBOSE] Exiting Globals\n"
+    "[ CORE  ][VERBOSE] Exiting XCore\n"
+    "[ CORE  ][VERBOSE] Core halted\n";
+
+std::string ReadWholeFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+class CoreInitTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    unsetenv("QORARC_DGN_MESSAGES");
+    unsetenv("QORARC_LOG_FILE");
+    unsetenv("QORARC_LOG_FILE_ENABLED");
+    saved_mask_ = MessageMask();
+    ASSERT_EQ(ModuleCount(), 0);
+  }
+  void TearDown() override {
+    unsetenv("QORARC_DGN_MESSAGES");
+    SetMessageMask(saved_mask_);
+    SetCoreConfigValue("log.file", kDefaultLogFile);
+  }
+
+  // Runs CoreStart with the mask, capturing both outputs.
+  int Start(uint32_t mask) {
+    SetMessageMask(mask);
+    ::testing::internal::CaptureStdout();
+    ::testing::internal::CaptureStderr();
+    int result = CoreStart();
+    out_ = ::testing::internal::GetCapturedStdout();
+    err_ = ::testing::internal::GetCapturedStderr();
+    return result;
+  }
+
+  void Stop() {
+    ::testing::internal::CaptureStdout();
+    ::testing::internal::CaptureStderr();
+    CoreStop();
+    out_ = ::testing::internal::GetCapturedStdout();
+    err_ = ::testing::internal::GetCapturedStderr();
+  }
+
+  uint32_t saved_mask_ = 0;
+  std::string out_;
+  std::string err_;
+};
+
+TEST_F(CoreInitTest, SilentStartRegistersTheCore) {
+  ASSERT_EQ(Start(kDefaultMessageMask), 0);
+  EXPECT_EQ(out_, "");
+  EXPECT_EQ(err_, "");
+  ASSERT_EQ(ModuleCount(), 3);
+  EXPECT_STREQ(ModuleName(0), "SYSTEM");
+  EXPECT_STREQ(ModuleName(1), "DUMMY");
+  EXPECT_STREQ(ModuleName(2), "PSEUDO");
+  EXPECT_EQ(ClassCount(), 29);
+  int per_module[3] = {};
+  for (int i = 0; i < ClassCount(); ++i) ++per_module[ClassAt(i)->module];
+  EXPECT_EQ(per_module[0], 10);
+  EXPECT_EQ(per_module[1], 6);
+  EXPECT_EQ(per_module[2], 13);
+  EXPECT_EQ(RegistryLockDepth(), 0);
+  char text[kErrorTextSize];
+  EXPECT_STREQ(GetErrorText(text, -605), "Archive check sum error");
+  EXPECT_STREQ(ResourceText(2448), "Base tick (period) of the runtime core [s]");
+
+  Stop();
+  EXPECT_EQ(out_, "");
+  EXPECT_EQ(err_, "");
+  EXPECT_EQ(ModuleCount(), 0);
+  EXPECT_EQ(ClassCount(), 0);
+  EXPECT_EQ(RegistryLockDepth(), 0);
+}
+
+TEST_F(CoreInitTest, ConsoleSequence) {
+  ASSERT_EQ(Start(kMaskConsole | kLevelCoreVerbose | kLevelCoreInfo), 0);
+  EXPECT_EQ(out_, kStartLines);
+  EXPECT_EQ(err_, "");
+  Stop();
+  EXPECT_EQ(out_, kStopLines);
+  EXPECT_EQ(err_, "");
+}
+
+TEST_F(CoreInitTest, VersionLineNeedsTheInfoBit) {
+  ASSERT_EQ(Start(kMaskConsole | kLevelCoreInfo), 0);
+  EXPECT_EQ(out_, "[ CORE  ][ INFO  ] QorCore version: 3.0.5 revision 17331-final\n");
+  Stop();
+  EXPECT_EQ(out_, "");
+}
+
+TEST_F(CoreInitTest, MaskFromTheEnvironment) {
+  setenv("QORARC_DGN_MESSAGES", "0x40000080", 1);
+  ASSERT_EQ(Start(kDefaultMessageMask), 0);
+  EXPECT_EQ(MessageMask(), 0x40000080u);
+  EXPECT_EQ(out_.rfind("[ CORE  ][VERBOSE] Initializing Version\n"
+                       "[ CORE  ][VERBOSE] Initializing Platform\n",
+                       0),
+            0u)
+      << out_;
+  Stop();
+  EXPECT_EQ(out_, kStopLines);
+}
+
+TEST_F(CoreInitTest, StartsAgainAfterStop) {
+  ASSERT_EQ(Start(kDefaultMessageMask), 0);
+  Stop();
+  ASSERT_EQ(Start(kDefaultMessageMask), 0);
+  EXPECT_EQ(ModuleCount(), 3);
+  EXPECT_EQ(ClassCount(), 29);
+  Stop();
+  EXPECT_EQ(ModuleCount(), 0);
+}
+
+TEST_F(CoreInitTest, ShutdownRemovesModulesRegisteredAfterStart) {
+  ASSERT_EQ(Start(kDefaultMessageMask), 0);
+  ASSERT_EQ(RegisterModule("EXTRA"), 3);
+  ClassDescriptor extra{"Extra", {{0xEE}}};
+  ASSERT_GE(RegisterClass(extra), 0);
+  Stop();
+  EXPECT_EQ(ModuleCount(), 0);
+  EXPECT_EQ(ClassCount(), 0);
+}
+
+TEST_F(CoreInitTest, SystemRegisteredTwiceEndsStartUp) {
+  ASSERT_EQ(RegisterModule("SYSTEM"), 0);
+  EXPECT_EQ(Start(kMaskConsole | kLevelCoreError | kLevelCoreVerbose), -201);
+  EXPECT_EQ(out_,
+            "[ CORE  ][VERBOSE] Initializing Version\n"
+            "[ CORE  ][VERBOSE] Initializing Platform\n"
+            "[ CORE  ][ ERROR ] RegisterModule: Module \"SYSTEM\" already used!\n");
+  EXPECT_EQ(ModuleCount(), 1);
+  EXPECT_EQ(ClassCount(), 0);
+  EXPECT_EQ(RegistryLockDepth(), 0);
+  Stop();
+  EXPECT_EQ(out_, kStopLines);
+  EXPECT_EQ(ModuleCount(), 0);
+}
+
+TEST_F(CoreInitTest, SystemMustBeTheFirstModule) {
+  ASSERT_EQ(RegisterModule("EARLY"), 0);
+  EXPECT_EQ(Start(kDefaultMessageMask), -115);
+  EXPECT_EQ(ModuleCount(), 2);
+  EXPECT_EQ(ClassCount(), 0);
+  Stop();
+  EXPECT_EQ(ModuleCount(), 0);
+}
+
+TEST_F(CoreInitTest, UnopenableLogFileEndsStartUp) {
+  SetCoreConfigValue("log.file", "/nonexistent-qorarc-dir/qorcore.log");
+  EXPECT_EQ(Start(kMaskLogFile | kMaskConsole | kLevelCoreVerbose | kLevelCoreInfo), -307);
+  EXPECT_EQ(err_,
+            "Unable to open log file /nonexistent-qorarc-dir/qorcore.log: "
+            "No such file or directory\n");
+  EXPECT_EQ(out_, "");
+  EXPECT_EQ(ModuleCount(), 0);
+  Stop();
+  EXPECT_EQ(out_, kStopLines);
+}
+
+TEST_F(CoreInitTest, LogFileGetsBannerAndTimedLines) {
+  std::string path = ::testing::TempDir() + "qorarc-core-" + std::to_string(getpid()) + ".log";
+  std::remove(path.c_str());
+  SetCoreConfigValue("log.file", path);
+  ASSERT_EQ(Start(kMaskLogFile | kLevelCoreVerbose | kLevelCoreInfo), 0);
+  EXPECT_EQ(out_, "");
+  Stop();
+  EXPECT_FALSE(LogFileIsOpen());
+  std::string text = ReadWholeFile(path);
+  std::remove(path.c_str());
+
+  const std::string kTime = "\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\.\\d{3} ";
+  std::string expected = kTime +
+                         "\\[ CORE  \\]\\[ INFO  \\] \\*{6} Start of QOR diagnostics: Date: .+ "
+                         "\\*{6}\n";
+  for (const char* lines : {kStartLines, kStopLines}) {
+    std::istringstream in(lines);
+    for (std::string line; std::getline(in, line);)
+      expected += kTime + std::regex_replace(line, std::regex("[\\[\\]*.]"), "\\$&") + "\n";
+  }
+  EXPECT_TRUE(std::regex_match(text, std::regex(expected))) << text;
+}
+
+}  // namespace
+}  // namespace qorarc
