@@ -1,0 +1,84 @@
+// The abstract writer of an export document, and the pending text in which
+// every writer collects its output before it goes to the stream.
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <memory>
+#include <string_view>
+
+#include "export/export_item.h"
+
+namespace qorarc {
+
+// Output waiting for the stream. A raw buffer rather than a std::string: the
+// writers append with plain stores, and after the first item nothing is
+// allocated. It holds one piece plus room for the item that completes it.
+struct PendingText {
+  // The stream receives the text in pieces of at least this size, and the
+  // rest at the end: few large writes keep the stream's per-call cost low.
+  static constexpr size_t kPieceSize = 64 * 1024;
+  // Room past a piece: enough for any one item, a string of the archive's
+  // longest record escaped to six bytes per byte included.
+  static constexpr size_t kSlack = 256 * 1024;
+
+  PendingText();
+
+  bool pieceReady() const { return size >= kPieceSize; }
+
+  // Appends c; the caller has made room.
+  void append(char c) { data[size++] = static_cast<char8_t>(c); }
+
+  // Makes room for n more bytes and returns where they go; the caller writes
+  // them and then calls setEnd() with the end of what it wrote.
+  char* reserve(size_t n) {
+    if (n > capacity - size) grow(n);
+    return reinterpret_cast<char*>(data.get()) + size;
+  }
+  void setEnd(const char* end) {
+    size = static_cast<size_t>(end - reinterpret_cast<const char*>(data.get()));
+  }
+
+  // Hands the whole text, NUL bytes included, to the stream and empties it.
+  // The stream is not flushed.
+  void writeTo(std::ostream* out);
+
+  // Only a text longer than the slack gets here.
+  void grow(size_t n);
+
+  // char8_t, not char: a store through char may change any object, so after
+  // each character the compiler would reload `data` and `size` from memory,
+  // which makes RapidJSON's character loops a chain of dependent loads.
+  std::unique_ptr<char8_t[]> data;
+  size_t size = 0;
+  size_t capacity = 0;
+};
+
+// Texts written by the writers end at their first NUL byte, as C strings do.
+inline std::string_view CutAtNul(std::string_view s) { return s.substr(0, s.find('\0')); }
+
+// Receives the items of one export and turns them into a document on the
+// stream. Stream errors stay in the stream's state bits: no operation reports
+// them, the caller checks the stream after endDocument().
+class Writer {
+ public:
+  // The caller owns the stream and keeps it open until the writer is gone.
+  explicit Writer(std::ostream* out);
+  virtual ~Writer();
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
+
+  // Writes what precedes the first item.
+  virtual void beginDocument() = 0;
+  virtual void writeItem(const ExportItem& item) = 0;
+  // Sends the pending text to the stream, empties it and flushes the stream.
+  virtual void flush();
+  // Writes what follows the last item, then flush().
+  virtual void endDocument() = 0;
+
+ protected:
+  std::ostream* out_;
+  PendingText pending_;
+};
+
+}  // namespace qorarc
