@@ -1,0 +1,188 @@
+#include "export/json_writer.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "export/text_format.h"
+
+namespace qorarc {
+namespace {
+
+// RapidJSON sizes its level stack in levels of two words each: 16 levels are
+// 256 bytes, four times the deepest document written here.
+constexpr size_t kLevelDepth = 256 / (2 * sizeof(size_t));
+
+template <typename Json>
+void WriteText(Json& json, std::string_view s) {
+  s = CutAtNul(s);
+  json.String(s.data(), static_cast<rapidjson::SizeType>(s.size()));
+}
+
+template <typename Json, size_t N>
+void WriteKey(Json& json, const char (&name)[N]) {
+  json.Key(name, N - 1);
+}
+
+// The single string of a text value.
+template <typename Json>
+void WriteTextValue(Json& json, const ItemValue& value) {
+  if (value.code == 12) {
+    WriteText(json, value.text);
+  } else if (value.code < 17) {
+    WriteText(json, "UNKNOWN ALARM!");
+  } else {
+    // Arrays of times and errors, and the reserved array codes, have no
+    // text: the export ends here, and the driver reports this message.
+    throw std::logic_error("basic_string: construction from null is not valid");
+  }
+}
+
+template <typename Json>
+void WriteValues(Json& json, const ItemValue& value, int32_t count) {
+  switch (CategoryOf(value)) {
+    case ValueCategory::kNone:
+      break;
+    case ValueCategory::kText:
+      WriteTextValue(json, value);
+      break;
+    case ValueCategory::kFlags:
+      for (int32_t i = 0; i < count; ++i) json.Bool(FlagElement(value, i));
+      break;
+    case ValueCategory::kInteger:
+      for (int32_t i = 0; i < count; ++i) json.Int(IntegerElement(value, i));
+      break;
+    case ValueCategory::kReal:
+      // RapidJSON refuses NaN and infinity after writing the separator, which
+      // leaves an empty slot ("[1.0,,2.0]"); the export goes on.
+      for (int32_t i = 0; i < count; ++i) json.Double(RealElement(value, i));
+      break;
+  }
+}
+
+template <typename Json>
+void WriteItemTo(Json& json, const ExportItem& item) {
+  json.StartObject();
+
+  // date "T" time "Z". The texts come from FormatDate and FormatTime, whose
+  // lengths the buffer covers; the bounds only keep a wrong caller inside it.
+  const std::string_view date = item.date.substr(0, kDateTextSize);
+  const std::string_view time = item.time.substr(0, kTimeTextSize);
+  char ts[kDateTextSize + kTimeTextSize + 2];
+  char* end = std::copy(date.begin(), date.end(), ts);
+  *end++ = 'T';
+  end = std::copy(time.begin(), time.end(), end);
+  *end++ = 'Z';
+  WriteKey(json, "ts");
+  WriteText(json, std::string_view(ts, static_cast<size_t>(end - ts)));
+
+  if (item.id >= 0) {
+    WriteKey(json, "id");
+    json.Int(item.id);
+  }
+  if (!item.className.empty()) {
+    WriteKey(json, "class");
+    WriteText(json, item.className);
+  }
+  if (!item.typeName.empty()) {
+    WriteKey(json, "type");
+    WriteText(json, item.typeName);
+  }
+  if (!item.level.empty()) {
+    WriteKey(json, "level");
+    WriteText(json, item.level);
+  }
+  if (item.valueCount > 0) {
+    WriteKey(json, "values");
+    json.StartArray();
+    WriteValues(json, item.value, item.valueCount);
+    json.EndArray();
+  }
+
+  json.EndObject();
+}
+
+}  // namespace
+
+JsonWriter::JsonWriter(std::ostream* out, bool pretty)
+    : Writer(out), buffer_{out, &pending_}, pretty_(pretty) {
+  if (pretty) {
+    prettyJson_ = std::make_unique<PrettyJson>(buffer_, nullptr, kLevelDepth);
+    prettyJson_->SetIndent(' ', 4);
+    prettyJson_->SetFormatOptions(rapidjson::kFormatDefault);
+    prettyJson_->SetMaxDecimalPlaces(PrettyJson::kDefaultMaxDecimalPlaces);
+  } else {
+    compactJson_ = std::make_unique<CompactJson>(buffer_, nullptr, kLevelDepth);
+    compactJson_->SetMaxDecimalPlaces(CompactJson::kDefaultMaxDecimalPlaces);
+  }
+}
+
+JsonWriter::~JsonWriter() = default;
+
+void JsonWriter::beginDocument() {
+  startObject();
+  writeString("data");
+  startArray();
+}
+
+void JsonWriter::writeItem(const ExportItem& item) {
+  if (pretty_) {
+    WriteItemTo(*prettyJson_, item);
+  } else {
+    WriteItemTo(*compactJson_, item);
+  }
+}
+
+void JsonWriter::endDocument() {
+  endObject();
+  flush();
+}
+
+void JsonWriter::startObject() {
+  if (pretty_) {
+    prettyJson_->StartObject();
+  } else {
+    compactJson_->StartObject();
+  }
+}
+
+void JsonWriter::endObject() {
+  if (pretty_) {
+    prettyJson_->EndObject();
+  } else {
+    compactJson_->EndObject();
+  }
+}
+
+void JsonWriter::startArray() {
+  if (pretty_) {
+    prettyJson_->StartArray();
+  } else {
+    compactJson_->StartArray();
+  }
+}
+
+void JsonWriter::endArray() {
+  if (pretty_) {
+    prettyJson_->EndArray();
+  } else {
+    compactJson_->EndArray();
+  }
+}
+
+void JsonWriter::writeString(std::string_view s) {
+  if (pretty_) {
+    WriteText(*prettyJson_, s);
+  } else {
+    WriteText(*compactJson_, s);
+  }
+}
+
+void JsonWriter::writeInt(int32_t value) {
+  if (pretty_) {
+    prettyJson_->Int(value);
+  } else {
+    compactJson_->Int(value);
+  }
+}
+
+}  // namespace qorarc
