@@ -1,0 +1,162 @@
+// How the writers hand their text to the stream: in large pieces, identical
+// to the whole document, with stream errors left in the stream's state.
+#include "export/writer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <ostream>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "export/csv_writer.h"
+#include "export/json_writer.h"
+
+namespace qorarc {
+namespace {
+
+// Keeps every write it gets, and the number of writes seen at each flush.
+class RecordingBuffer : public std::streambuf {
+ public:
+  std::string text;
+  std::vector<size_t> writes;
+  std::vector<size_t> flushes;
+
+ protected:
+  std::streamsize xsputn(const char* s, std::streamsize n) override {
+    text.append(s, static_cast<size_t>(n));
+    writes.push_back(static_cast<size_t>(n));
+    return n;
+  }
+  int sync() override {
+    flushes.push_back(writes.size());
+    return 0;
+  }
+};
+
+// Refuses writes, flushes, or both.
+class FailingBuffer : public std::streambuf {
+ public:
+  FailingBuffer(bool refuseWrites, bool refuseSync)
+      : refuseWrites_(refuseWrites), refuseSync_(refuseSync) {}
+
+ protected:
+  std::streamsize xsputn(const char*, std::streamsize n) override { return refuseWrites_ ? 0 : n; }
+  int overflow(int c) override { return refuseWrites_ ? traits_type::eof() : c; }
+  int sync() override { return refuseSync_ ? -1 : 0; }
+
+ private:
+  bool refuseWrites_;
+  bool refuseSync_;
+};
+
+const double kReals[] = {1.5, -2.25};
+
+ExportItem Item(int32_t id) {
+  ExportItem item;
+  item.date = "2021-03-04";
+  item.time = "05:06:07.123456";
+  item.className = "GrDouble";
+  item.typeName = "data";
+  item.id = id;
+  item.valueCount = 2;
+  item.value = ItemValue{24, reinterpret_cast<const uint8_t*>(kReals), false, {}};
+  return item;
+}
+
+constexpr int32_t kItems = 20000;
+
+TEST(WriterPiecesTest, JsonPiecesMakeTheDocument) {
+  std::string expected = R"({"data":[)";
+  for (int32_t id = 0; id < kItems; ++id) {
+    if (id > 0) expected += ',';
+    expected += R"({"ts":"2021-03-04T05:06:07.123456Z","id":)" + std::to_string(id) +
+                R"(,"class":"GrDouble","type":"data","values":[1.5,-2.25]})";
+  }
+  expected += "]}";
+
+  RecordingBuffer buffer;
+  std::ostream out(&buffer);
+  JsonWriter writer(&out, false);
+  writer.beginDocument();
+  for (int32_t id = 0; id < kItems; ++id) writer.writeItem(Item(id));
+  writer.endArray();
+  writer.endDocument();
+
+  EXPECT_EQ(buffer.text, expected);
+  ASSERT_GT(buffer.writes.size(), 10u);
+  for (size_t i = 0; i + 1 < buffer.writes.size(); ++i) {
+    EXPECT_GE(buffer.writes[i], PendingText::kPieceSize) << "piece " << i;
+  }
+  // Every JSON piece is followed by a stream flush before the next one.
+  for (size_t i = 1; i <= buffer.writes.size(); ++i) {
+    EXPECT_NE(std::find(buffer.flushes.begin(), buffer.flushes.end(), i), buffer.flushes.end())
+        << "no flush after piece " << i;
+  }
+}
+
+TEST(WriterPiecesTest, CsvPiecesMakeTheDocument) {
+  std::string expected = "Date,Time\n";
+  for (int32_t id = 0; id < kItems; ++id) {
+    expected += "2021-03-04,05:06:07.123456,GrDouble,data,," + std::to_string(id) + ",1.5,-2.25\n";
+  }
+
+  RecordingBuffer buffer;
+  std::ostream out(&buffer);
+  CsvWriter writer(&out, "Date,Time", {}, kComma);
+  writer.beginDocument();
+  for (int32_t id = 0; id < kItems; ++id) writer.writeItem(Item(id));
+  writer.endDocument();
+
+  EXPECT_EQ(buffer.text, expected);
+  ASSERT_GT(buffer.writes.size(), 10u);
+  for (size_t i = 0; i + 1 < buffer.writes.size(); ++i) {
+    EXPECT_GE(buffer.writes[i], PendingText::kPieceSize) << "piece " << i;
+  }
+  // CSV pieces leave flushing to the stream; the end flushes once.
+  EXPECT_EQ(buffer.flushes, std::vector<size_t>{buffer.writes.size()});
+}
+
+struct FailureCase {
+  const char* name;
+  bool csv;
+  int32_t items;
+  bool refuseWrites;
+  bool refuseSync;
+};
+
+class WriterFailureTest : public testing::TestWithParam<FailureCase> {};
+
+TEST_P(WriterFailureTest, LeavesBadBit) {
+  const FailureCase& c = GetParam();
+  FailingBuffer buffer(c.refuseWrites, c.refuseSync);
+  std::ostream out(&buffer);
+  std::unique_ptr<Writer> writer;
+  if (c.csv) {
+    writer = std::make_unique<CsvWriter>(&out, "", std::vector<ColumnRange>{}, kComma);
+  } else {
+    writer = std::make_unique<JsonWriter>(&out, false);
+  }
+  writer->beginDocument();
+  for (int32_t id = 0; id < c.items; ++id) writer->writeItem(Item(id));
+  if (!c.csv) static_cast<JsonWriter*>(writer.get())->endArray();
+  writer->endDocument();
+  EXPECT_TRUE(out.bad());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Streams, WriterFailureTest,
+    testing::Values(FailureCase{"JsonRefusedWrite", false, 3, true, false},
+                    FailureCase{"JsonRefusedWriteOfManyPieces", false, kItems, true, false},
+                    FailureCase{"JsonRefusedFlush", false, 0, false, true},
+                    FailureCase{"CsvRefusedWrite", true, 3, true, false},
+                    FailureCase{"CsvRefusedWriteOfManyPieces", true, kItems, true, false},
+                    // Nothing to write: only the flush can fail.
+                    FailureCase{"CsvEmptyRefusedFlush", true, 0, false, true}),
+    [](const testing::TestParamInfo<FailureCase>& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace qorarc
