@@ -28,12 +28,6 @@ class CoreConfigTest : public ::testing::Test {
   uint32_t saved_mask_ = 0;
 };
 
-TEST_F(CoreConfigTest, DefaultsAreSilent) {
-  EXPECT_EQ(kDefaultMessageMask, 0x337370u);
-  EXPECT_EQ(kDefaultMessageMask & (kMaskLogFile | kMaskConsole), 0u);
-  EXPECT_EQ(LogFilePath(), "qorcore.log");
-}
-
 TEST_F(CoreConfigTest, MaskValues) {
   const struct {
     const char* text;

@@ -1,13 +1,8 @@
 #include "core/core_init.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <regex>
-#include <sstream>
 #include <string>
 
 #include "core/core_config.h"
@@ -42,13 +37,6 @@ constexpr char kStopLines[] =
     "[ CORE  ][VERBOSE] Exiting Globals\n"
     "[ CORE  ][VERBOSE] Exiting XCore\n"
     "[ CORE  ][VERBOSE] Core halted\n";
-
-std::string ReadWholeFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 class CoreInitTest : public ::testing::Test {
  protected:
@@ -132,19 +120,6 @@ TEST_F(CoreInitTest, VersionLineNeedsTheInfoBit) {
   EXPECT_EQ(out_, "");
 }
 
-TEST_F(CoreInitTest, MaskFromTheEnvironment) {
-  setenv("QORARC_DGN_MESSAGES", "0x40000080", 1);
-  ASSERT_EQ(Start(kDefaultMessageMask), 0);
-  EXPECT_EQ(MessageMask(), 0x40000080u);
-  EXPECT_EQ(out_.rfind("[ CORE  ][VERBOSE] Initializing Version\n"
-                       "[ CORE  ][VERBOSE] Initializing Platform\n",
-                       0),
-            0u)
-      << out_;
-  Stop();
-  EXPECT_EQ(out_, kStopLines);
-}
-
 TEST_F(CoreInitTest, StartsAgainAfterStop) {
   ASSERT_EQ(Start(kDefaultMessageMask), 0);
   Stop();
@@ -199,29 +174,6 @@ TEST_F(CoreInitTest, UnopenableLogFileEndsStartUp) {
   EXPECT_EQ(ModuleCount(), 0);
   Stop();
   EXPECT_EQ(out_, kStopLines);
-}
-
-TEST_F(CoreInitTest, LogFileGetsBannerAndTimedLines) {
-  std::string path = ::testing::TempDir() + "qorarc-core-" + std::to_string(getpid()) + ".log";
-  std::remove(path.c_str());
-  SetCoreConfigValue("log.file", path);
-  ASSERT_EQ(Start(kMaskLogFile | kLevelCoreVerbose | kLevelCoreInfo), 0);
-  EXPECT_EQ(out_, "");
-  Stop();
-  EXPECT_FALSE(LogFileIsOpen());
-  std::string text = ReadWholeFile(path);
-  std::remove(path.c_str());
-
-  const std::string kTime = "\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\.\\d{3} ";
-  std::string expected = kTime +
-                         "\\[ CORE  \\]\\[ INFO  \\] \\*{6} Start of QOR diagnostics: Date: .+ "
-                         "\\*{6}\n";
-  for (const char* lines : {kStartLines, kStopLines}) {
-    std::istringstream in(lines);
-    for (std::string line; std::getline(in, line);)
-      expected += kTime + std::regex_replace(line, std::regex("[\\[\\]*.]"), "\\$&") + "\n";
-  }
-  EXPECT_TRUE(std::regex_match(text, std::regex(expected))) << text;
 }
 
 }  // namespace

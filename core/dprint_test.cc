@@ -179,15 +179,6 @@ TEST_F(DPrintTest, LogFileLinesCarryTheTime) {
   EXPECT_TRUE(std::regex_match(text, kExpected)) << text;
 }
 
-TEST_F(DPrintTest, BothOutputs) {
-  ASSERT_EQ(OpenLogFile(path_.c_str()), 0);
-  EXPECT_EQ(Console(kMaskLogFile | kMaskConsole, 0x40, "both\n"), "[ CORE  ][ INFO  ] both\n");
-  CloseLogFile();
-  std::string text = ReadWholeFile(path_);
-  EXPECT_TRUE(std::regex_match(text, std::regex("[0-9 :.-]{23} \\[ CORE  \\]\\[ INFO  \\] both\n")))
-      << text;
-}
-
 TEST_F(DPrintTest, LogFileIsAppendedTo) {
   {
     std::ofstream earlier(path_);

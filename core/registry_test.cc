@@ -177,16 +177,5 @@ TEST_F(RegistryTest, UnregisteringUnknownModules) {
   EXPECT_EQ(ModuleCount(), 1);
 }
 
-TEST_F(RegistryTest, RegistryLockDepth) {
-  ASSERT_EQ(CreateRegistryLock(), 0);
-  EXPECT_EQ(RegistryLockDepth(), 0);
-  TakeRegistryLock();
-  TakeRegistryLock();
-  EXPECT_EQ(RegistryLockDepth(), 2);
-  ReleaseRegistryLock();
-  ReleaseRegistryLock();
-  EXPECT_EQ(RegistryLockDepth(), 0);
-}
-
 }  // namespace
 }  // namespace qorarc
