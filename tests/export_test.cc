@@ -394,6 +394,8 @@ TEST_F(ExportTest, NothingFound) {
   EXPECT_EQ(r.out, "H\nI");
   r = RunQorArc({"-s", "--csv", "-i", dir_.path() + "/empty"});
   EXPECT_EQ(r.out, "");
+  r = RunQorArc({"-s", "--csv", "-ch", "S;T", "-i", dir_.path() + "/empty"});
+  EXPECT_EQ(r.out, "S;T");
 }
 
 TEST_F(ExportTest, Scan) {
@@ -428,6 +430,14 @@ TEST_F(ExportTest, DiscoverySkipsWhatIsNotAnArchiveFile) {
             std::string::npos);
   // With a from-time the year "notes" does not parse and is dropped.
   r = Run({"--csv", "-ccf", "0", "-f", "3", "-ft1", "2019-01-01", "a"});
+  EXPECT_EQ(r.out, "2019-05-03\n");
+  // A month directory whose name is not a month is walked without a span
+  // and dropped with a from-time.
+  WriteArchiveFile(root_ + "/2019/old/2019-05-07_a.rea",
+                   ArchiveBuilder().Day(kMay4 + 3).Long(TimeOfDay(1, 0, 0), 3, 1).bytes());
+  r = Run({"--csv", "-ccf", "0", "-f", "3", "a"});
+  EXPECT_EQ(r.out, "2019-05-03\n2019-05-05\n2019-05-07\n");
+  r = Run({"--csv", "-ccf", "0", "-f", "3", "-ft1", "2019-05-01", "a"});
   EXPECT_EQ(r.out, "2019-05-03\n");
   r = Run({"--csv", "-ccf", "0", "-f", "3", "temp"});
   EXPECT_EQ(r.out, "");
