@@ -1,0 +1,130 @@
+#!/bin/sh
+# Export benchmark: builds a Release tree with the benchmarks, generates a
+# large archive (cached under build-bench/archives, keyed by the generator's
+# arguments), times compact JSON, pretty JSON and CSV exports of it against
+# `cat` of their output as the byte-moving floor, reports the peak memory of
+# each export for 3 and 10 million items, checks the output byte for byte
+# against a straightforward reference export, and ends with the
+# micro-benchmarks.
+#
+#   bench/run.sh              RUNS=9 bench/run.sh   (runs per figure, default 5)
+#
+# Times are medians. Wall-clock figures depend on what else the machine is
+# doing; the CPU figures (user + system time of the export) do much less.
+set -e
+cd "$(dirname "$0")/.."
+runs=${RUNS:-5}
+build=build-bench
+
+scripts/install-deps.sh
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQORARC_BENCHMARKS=ON -DQORARC_TESTS=OFF >/dev/null
+cmake --build "$build" -j2 --target QorArc make_archive reference_export time_child micro_bench >/dev/null
+
+qorarc=$build/QorArc
+time_child=$build/bench/time_child
+
+# archive ITEMS DAYS: prints the root of a generated archive "plant" with
+# that many items over that many days, generating it unless a run with the
+# same arguments and the same generator left it complete.
+archive() {
+  args="-n $1 -d $2 --names plant"
+  root=$build/archives/$(echo "$args" | tr -c 'a-zA-Z0-9\n' '_')
+  stamp=$(cksum <"$build/tools/make_archive")
+  if [ ! -f "$root.done" ] || [ "$(cat "$root.done")" != "$stamp" ]; then
+    rm -rf "$root" "$root.done"
+    echo "Generating $1 items over $2 days ..." >&2
+    "$build/tools/make_archive" -o "$root" $args >&2
+    echo "$stamp" >"$root.done"
+  fi
+  echo "$root"
+}
+
+# median: the middle of the numbers on standard input.
+median() { sort -n | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }'; }
+
+# measure COUNT NAME [-o FILE] COMMAND...: runs the command COUNT times, keeps
+# each run's figures in $out/NAME.runs (wall user sys rss status).
+measure() {
+  count=$1
+  name=$2
+  shift 2
+  : >"$out/$name.runs"
+  i=0
+  while [ $i -lt "$count" ]; do
+    "$time_child" "$@" >>"$out/$name.runs"
+    i=$((i + 1))
+  done
+  if awk '$5 != 0 { bad = 1 } END { exit !bad }' "$out/$name.runs"; then
+    echo "FAILED: '$*' did not succeed" >&2
+    exit 1
+  fi
+}
+
+wall() { awk '{ print $1 }' "$out/$1.runs" | median; }
+cpu() { awk '{ print $2 + $3 }' "$out/$1.runs" | median; }
+rss() { awk '{ print $4 }' "$out/$1.runs" | median; }
+
+items=3000000
+arc=$(archive $items 6)
+big_items=10000000
+big=$(archive $big_items 20)
+out=$build/out
+rm -rf "$out"
+mkdir -p "$out"
+
+echo "Machine: $(nproc) cores, load average $(cut -d' ' -f1-3 /proc/loadavg)"
+echo "Archive: $items items in $(ls "$arc"/*/*/*.rea | wc -l) files, $(du -sm "$arc" | cut -f1) MB; $runs runs each, medians"
+echo
+
+for mode in json pretty csv; do
+  case $mode in
+    json) flags="" ;;
+    pretty) flags="-p" ;;
+    csv) flags="--csv" ;;
+  esac
+  measure "$runs" "$mode" "$qorarc" -i "$arc" -o "$out/$mode.out" $flags plant
+  measure "$runs" "$mode.floor" -o /dev/null cat "$out/$mode.out"
+  # Memory only: once is enough.
+  measure 1 "$mode.big" "$qorarc" -i "$big" -o /dev/null $flags plant
+done
+
+printf '%-13s %10s %10s %8s %8s %12s %9s %10s %10s\n' \
+  export "items/s" "MB/s" "wall s" "CPU s" "items/CPU s" "x floor" "RSS 3M" "RSS 10M"
+for mode in json pretty csv; do
+  case $mode in
+    json) label="compact JSON" ;;
+    pretty) label="pretty JSON" ;;
+    csv) label="CSV" ;;
+  esac
+  bytes=$(stat -c %s "$out/$mode.out")
+  awk -v label="$label" -v n=$items -v bytes="$bytes" -v wall="$(wall $mode)" -v cpu="$(cpu $mode)" \
+    -v floor="$(wall $mode.floor)" -v rss="$(rss $mode)" -v big="$(rss $mode.big)" 'BEGIN {
+      printf "%-13s %8.2f M %10.0f %8.3f %8.3f %10.2f M %9.1f %6.1f MiB %6.1f MiB\n",
+        label, n / wall / 1e6, bytes / wall / 1e6, wall, cpu, n / cpu / 1e6, wall / floor,
+        rss / 1024, big / 1024 }'
+done
+for mode in json pretty csv; do
+  awk -v mode=$mode -v bytes="$(stat -c %s "$out/$mode.out")" -v wall="$(wall $mode.floor)" 'BEGIN {
+    printf "floor: cat of the %s output (%.0f MB) to /dev/null: %.3f s, %.0f MB/s\n",
+      mode, bytes / 1e6, wall, bytes / wall / 1e6 }'
+done
+echo "Targets: compact JSON >= 3.2 M items/s, pretty JSON >= 2 M, CSV >= 7 M;"
+echo "peak RSS <= 16 MiB and the same for 3 M and 10 M items."
+echo
+
+# The identity check: QorArc's output equals the straightforward export.
+files=$(ls "$arc"/*/*/*_plant.rea | sort)
+for mode in json pretty csv; do
+  # shellcheck disable=SC2086 # one argument per file
+  "$build/bench/reference_export" $mode "$out/$mode.reference" $files
+  if ! cmp "$out/$mode.out" "$out/$mode.reference"; then
+    echo "IDENTITY CHECK FAILED: the $mode export differs from the reference export" >&2
+    exit 1
+  fi
+  rm -f "$out/$mode.reference"
+  echo "identity: the $mode export equals the reference export byte for byte"
+done
+rm -f "$out"/*.out
+echo
+
+"$build/bench/micro_bench" --benchmark_min_time=0.2
