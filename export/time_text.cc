@@ -18,8 +18,6 @@ constexpr int64_t kNanosPerHour = 3'600'000'000'000;
 constexpr int64_t kNanosPerMinute = 60'000'000'000;
 constexpr int64_t kNanosPerSecond = 1'000'000'000;
 
-using uint128 = unsigned __int128;
-
 struct DigitPairs {
   char text[200];
   constexpr DigitPairs() : text() {
@@ -77,14 +75,23 @@ uint32_t SecondsInMicros(int seconds, int nanos) {
   const double value = seconds + nanos / 1e9;
   const uint64_t bits = std::bit_cast<uint64_t>(value);
   const uint64_t mantissa = (bits & ((uint64_t{1} << 52) - 1)) | (uint64_t{1} << 52);
-  // 5e-7 <= value < 60, so the shift is 47 to 73 and the scaled mantissa
-  // (below 2^73) fits in 128 bits.
+  // 5e-7 <= value < 60, so value = mantissa / 2^shift with shift 47 to 73.
   const int shift = 1075 - static_cast<int>(bits >> 52);
-  const uint128 scaled = uint128{mantissa} * 1'000'000;
-  uint128 micros = scaled >> shift;
-  const uint128 rest = scaled - (micros << shift);
-  const uint128 half = uint128{1} << (shift - 1);
-  if (rest > half || (rest == half && (micros & 1) != 0)) ++micros;
+  // X = mantissa * 10^6 / 2^6 = mantissa * 15625 needs up to 67 bits: keep
+  // it as high * 2^20 + low, each part well inside 64 bits, so the same code
+  // runs on processors without 128-bit integers. micros = X / 2^k.
+  const uint64_t a = (mantissa >> 20) * 15625;
+  const uint64_t b = (mantissa & 0xFFFFF) * 15625;
+  const uint64_t high = a + (b >> 20);
+  const uint64_t low = b & 0xFFFFF;
+  const int h = shift - 6 - 20;  // 21 to 47
+  uint64_t micros = high >> h;
+  // The remainder, (rest_high * 2^20 + low) / 2^k, against one half.
+  const uint64_t rest_high = high & ((uint64_t{1} << h) - 1);
+  const uint64_t half_high = uint64_t{1} << (h - 1);
+  const bool above = rest_high > half_high || (rest_high == half_high && low != 0);
+  const bool tie = rest_high == half_high && low == 0;
+  if (above || (tie && (micros & 1) != 0)) ++micros;
   return static_cast<uint32_t>(micros);
 }
 

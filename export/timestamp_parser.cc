@@ -2,7 +2,6 @@
 // discovery builds from file names.
 
 #include <chrono>
-#include <limits>
 
 #include "export/text_format.h"
 
@@ -75,13 +74,16 @@ int ParseTimestamp(std::string_view text, int64_t* timestamp) {
 
   const int64_t day_number =
       (sys_days{date} - sys_days{year{2000} / January / 1}).count();
-  // Computed wide: the first day of the range starts before the range does.
-  const __int128 result = static_cast<__int128>(day_number) * kNanosPerDay + nanos;
-  if (result < std::numeric_limits<int64_t>::min() ||
-      result > std::numeric_limits<int64_t>::max()) {
+  // Before 2000 the day is counted from its end, so that the first day of
+  // the range, which starts before the range does, still fits.
+  const int64_t whole_days = day_number < 0 ? day_number + 1 : day_number;
+  const int64_t rest = day_number < 0 ? nanos - kNanosPerDay : nanos;
+  int64_t result = 0;
+  if (__builtin_mul_overflow(whole_days, kNanosPerDay, &result) ||
+      __builtin_add_overflow(result, rest, &result)) {
     return kInvalidTimestampFormat;
   }
-  *timestamp = static_cast<int64_t>(result);
+  *timestamp = result;
   return 0;
 }
 
