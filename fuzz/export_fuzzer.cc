@@ -1,0 +1,193 @@
+// libFuzzer target: the input bytes are one ".rea" file, exported in process
+// the way the program exports a single file: decoded, filtered, and written
+// as compact JSON, pretty JSON and CSV, once with no filter and once with a
+// narrow one. Beyond the sanitizers' own checks it stops on outputs that
+// disagree with each other:
+//   - pretty JSON without its layout blanks is the compact JSON;
+//   - the compact JSON is a valid document once the empty slots of NaN and
+//     infinite reals are filled;
+//   - JSON and CSV count the same items under the same filter.
+// A text value of codes 25 and 27 ends the JSON export with std::logic_error,
+// as it ends the program's export; the checks that need a whole JSON
+// document are then skipped.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <rapidjson/document.h>
+
+#include "app/item_filter.h"
+#include "archive/archive_format.h"
+#include "archive/archive_writer.h"
+#include "archive/discovery.h"
+#include "archive/read_state.h"
+#include "export/csv_writer.h"
+#include "export/json_writer.h"
+
+namespace qorarc {
+namespace {
+
+[[noreturn]] void Fail(const char* what, const std::string& a, const std::string& b) {
+  std::fprintf(stderr, "export_fuzzer: %s\n--- first:\n%s\n--- second:\n%s\n", what, a.c_str(),
+               b.c_str());
+  std::abort();
+}
+
+// The file the bytes are written to: one per process, in memory, rewritten
+// for each input and opened by the reader through its /proc path.
+class InputFile {
+ public:
+  InputFile() : fd_(memfd_create("export_fuzzer.rea", 0)) {
+    if (fd_ < 0) {
+      std::perror("export_fuzzer: memfd_create");
+      std::abort();
+    }
+    path_ = "/proc/self/fd/" + std::to_string(fd_);
+  }
+  ~InputFile() { close(fd_); }
+
+  const std::string& Write(const uint8_t* data, size_t size) {
+    if (ftruncate(fd_, 0) != 0 || pwrite(fd_, data, size, 0) != static_cast<ssize_t>(size)) {
+      std::perror("export_fuzzer: write");
+      std::abort();
+    }
+    return path_;
+  }
+
+ private:
+  int fd_;
+  std::string path_;
+};
+
+struct Output {
+  std::string text;
+  int32_t count = 0;
+  bool failed = false;  // the writer ended the export with a logic error
+};
+
+enum class Format { kCompact, kPretty, kCsv };
+
+Output Export(const ItemFilter& filter, bool count_all, Format format,
+              const std::vector<ArchiveFileEntry>& files) {
+  std::ostringstream stream;
+  // The smallest buffer the reader allows, so that inputs of some ten
+  // kilobytes already slide it.
+  AReadState state(&filter, count_all, 2 * kMaxRecordBytes);
+  Output output;
+  if (format == Format::kCsv) {
+    std::vector<ColumnRange> columns;
+    for (const IdRange& range : filter.csv_column_ranges) columns.push_back({range.first, range.last});
+    CsvWriter writer(&stream, "", columns, filter.csv_column_ranges.empty() ? kComma : kTab);
+    writer.beginDocument();
+    output.count = state.Export(writer, files);
+    writer.endDocument();
+  } else {
+    JsonWriter writer(&stream, format == Format::kPretty);
+    writer.beginDocument();
+    try {
+      output.count = state.Export(writer, files);
+      writer.endArray();
+      writer.writeString("total_item_count");
+      writer.writeInt(output.count);
+      writer.endDocument();
+    } catch (const std::logic_error&) {
+      writer.flush();
+      output.failed = true;
+    }
+  }
+  output.text = stream.str();
+  return output;
+}
+
+// Drops the blanks and line feeds that pretty-printing adds outside strings.
+std::string WithoutLayout(const std::string& pretty) {
+  std::string compact;
+  bool in_string = false;
+  for (size_t i = 0; i < pretty.size(); ++i) {
+    char c = pretty[i];
+    if (in_string) {
+      compact.push_back(c);
+      if (c == '\\' && i + 1 < pretty.size()) {
+        compact.push_back(pretty[++i]);
+      } else if (c == '"') {
+        in_string = false;
+      }
+    } else if (c != ' ' && c != '\n') {
+      compact.push_back(c);
+      in_string = c == '"';
+    }
+  }
+  return compact;
+}
+
+// Puts null into every empty slot that a NaN or infinite real leaves ("[,",
+// ",," and ",]" outside strings), so that the rest can be parsed.
+std::string WithSlotsFilled(const std::string& json) {
+  std::string filled;
+  bool in_string = false;
+  for (size_t i = 0; i < json.size(); ++i) {
+    char c = json[i];
+    filled.push_back(c);
+    if (in_string) {
+      if (c == '\\' && i + 1 < json.size())
+        filled.push_back(json[++i]);
+      else if (c == '"')
+        in_string = false;
+      continue;
+    }
+    in_string = c == '"';
+    char next = i + 1 < json.size() ? json[i + 1] : '\0';
+    if ((c == '[' || c == ',') && next == ',') filled += "null";
+    if (c == ',' && next == ']') filled += "null";
+  }
+  return filled;
+}
+
+void CheckExport(const ItemFilter& filter, bool count_all,
+                 const std::vector<ArchiveFileEntry>& files) {
+  Output compact = Export(filter, count_all, Format::kCompact, files);
+  Output pretty = Export(filter, count_all, Format::kPretty, files);
+  Output csv = Export(filter, count_all, Format::kCsv, files);
+  if (WithoutLayout(pretty.text) != compact.text)
+    Fail("pretty and compact JSON differ", pretty.text, compact.text);
+  if (compact.failed != pretty.failed) Fail("only one JSON export failed", pretty.text, compact.text);
+  if (compact.failed) return;
+  if (compact.count != csv.count)
+    Fail("JSON and CSV count different items", compact.text, csv.text);
+  rapidjson::Document document;
+  std::string filled = WithSlotsFilled(compact.text);
+  document.Parse(filled.c_str(), filled.size());
+  if (document.HasParseError()) Fail("the JSON document does not parse", filled, "");
+}
+
+}  // namespace
+}  // namespace qorarc
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace qorarc;
+  static InputFile input;
+  std::vector<ArchiveFileEntry> files = {{input.Write(data, size), "", "", 0}};
+
+  ItemFilter all;
+  CheckExport(all, false, files);
+
+  // Items of the seeds' days, a few IDs, no log messages, at most three
+  // written and the rest counted; CSV keeps the date, time and two values.
+  ItemFilter narrow;
+  narrow.item_count_limit = 3;
+  narrow.from_time = DayNumber(2019, 5, 3) * kNanosPerDay + TimeOfDay(6, 0, 0);
+  narrow.until_time = DayNumber(2019, 5, 4) * kNanosPerDay + TimeOfDay(18, 0, 0);
+  narrow.no_log = true;
+  narrow.id_ranges = {{0, 20}, {100, 300}};
+  narrow.csv_column_ranges = {{0, 1}, {6, 7}};
+  CheckExport(narrow, true, files);
+  return 0;
+}

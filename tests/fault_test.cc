@@ -1,0 +1,639 @@
+// Hostile surroundings end to end: outputs that fail, odd entries in the
+// archive tree, files that vanish, FIFOs, symbolic link loops, long paths,
+// many files, records at every alignment against the read buffer, and
+// garbage after valid records. Each case checks the exact messages and the
+// exit status.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/ptrace.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <sys/user.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <random>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "archive/archive_writer.h"
+#include "support/program_run.h"
+
+extern char** environ;
+
+namespace qorarc::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+const int64_t kDay = DayNumber(2019, 5, 3);
+
+// Two items on 2019-05-03, and their compact JSON and CSV.
+ArchiveBuilder TwoItems() {
+  ArchiveBuilder b;
+  b.Day(kDay).Long(TimeOfDay(1, 0, 0), 7, -5).Text(TimeOfDay(2, 0, 0), 8, 25, "hello");
+  return b;
+}
+const char kTwoItemsJson[] =
+    "{\"data\":[{\"ts\":\"2019-05-03T01:00:00.000000Z\",\"id\":7,\"class\":\"AlLong\","
+    "\"type\":\"data\",\"values\":[-5]},{\"ts\":\"2019-05-03T02:00:00.000000Z\",\"id\":8,"
+    "\"class\":\"AlString\",\"type\":\"Norm\",\"level\":\"Core Warning\",\"values\":[\"hello\"]}]}";
+const char kTwoItemsCsv[] =
+    "2019-05-03,01:00:00.000000,AlLong,data,,7,-5\n"
+    "2019-05-03,02:00:00.000000,AlString,Norm,Core Warning,8,hello\n";
+
+const char kVerbosePlant[] = "Verbose mode enabled.\nName of the archive: 'plant'\n";
+
+std::string PlantFile(const std::string& root, int64_t day = kDay) {
+  return ArchiveFilePath(root, day, "plant");
+}
+
+std::string Exporting(const std::string& path) { return "Exporting data from '" + path + "'.\n"; }
+std::string Unexpected(const std::string& path) {
+  return "Unexpected path '" + path + "' ignored\n";
+}
+
+// Result of a run whose standard output is not a pipe.
+struct Outcome {
+  std::string err;
+  int status = -1;  // as the shell sees it, -1 when killed
+};
+
+// Where a run's standard output goes: a file opened for writing, or nowhere
+// (file descriptor 1 closed).
+struct StdoutTarget {
+  std::string path;  // empty: closed
+};
+
+// Waits for `pid`, killing it after `seconds`: a case that must not hang
+// fails instead of stalling the suite.
+int WaitOrKill(pid_t pid, int seconds) {
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  int wstatus = 0;
+  for (;;) {
+    pid_t done = waitpid(pid, &wstatus, WNOHANG);
+    if (done == pid) break;
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &wstatus, 0);
+      ADD_FAILURE() << "QorArc did not finish within " << seconds << " s";
+      return -1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1;
+}
+
+std::vector<char*> Argv(std::string& program, const std::vector<std::string>& args) {
+  std::vector<char*> argv = {program.data()};
+  for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+  argv.push_back(nullptr);
+  return argv;
+}
+
+// Runs QorArc with standard output on `target`, standard input on /dev/null
+// and standard error captured in a file of `scratch`.
+Outcome RunWithStdout(const std::vector<std::string>& args, const StdoutTarget& target,
+                      const std::string& scratch) {
+  const std::string err_path = scratch + "/stderr.txt";
+  std::string program = QorArcPath();
+  std::vector<char*> argv = Argv(program, args);
+  pid_t pid = fork();
+  if (pid == 0) {
+    int in = open("/dev/null", O_RDONLY);
+    int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (in < 0 || err < 0 || dup2(in, 0) < 0 || dup2(err, 2) < 0) _exit(127);
+    if (target.path.empty()) {
+      close(1);
+    } else {
+      int out = open(target.path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+      if (out < 0 || dup2(out, 1) < 0) _exit(127);
+      if (out != 1) close(out);
+    }
+    close(in);
+    close(err);
+    execve(program.c_str(), argv.data(), environ);
+    _exit(127);
+  }
+  Outcome outcome;
+  outcome.status = WaitOrKill(pid, 60);
+  outcome.err = ReadFile(err_path);
+  return outcome;
+}
+
+TEST(FaultTest, FailingOutputEndsWithAMessageAndStatus255) {
+  TempDir dir;
+  const std::string arc = dir.path() + "/arc";
+  WriteArchiveFile(PlantFile(arc), TwoItems().bytes());
+  const std::string full = "Failed to write to '/dev/full'.\n";
+  const std::string no_stdout = "Failed to write to standard output.\n";
+  struct Case {
+    const char* what;
+    std::vector<std::string> args;
+    StdoutTarget target;
+    std::string err;
+  };
+  const Case cases[] = {
+      {"JSON to -o /dev/full", {"-i", arc, "-o", "/dev/full", "plant"}, {"/dev/null"}, full},
+      {"pretty JSON to -o /dev/full", {"-i", arc, "-p", "-o", "/dev/full", "plant"}, {"/dev/null"}, full},
+      {"CSV to -o /dev/full", {"-i", arc, "--csv", "-o", "/dev/full", "plant"}, {"/dev/null"}, full},
+      {"scan to -o /dev/full", {"-i", arc, "--scan", "-o", "/dev/full"}, {"/dev/null"}, full},
+      {"JSON to standard output on /dev/full", {"-i", arc, "plant"}, {"/dev/full"}, no_stdout},
+      {"CSV to standard output on /dev/full", {"-i", arc, "--csv", "plant"}, {"/dev/full"}, no_stdout},
+      {"JSON, standard output closed", {"-i", arc, "plant"}, {}, no_stdout},
+      {"CSV, standard output closed", {"-i", arc, "--csv", "plant"}, {}, no_stdout},
+      {"scan, standard output closed", {"-i", arc, "--scan"}, {}, no_stdout},
+      {"help, standard output closed", {"--help"}, {}, no_stdout},
+      {"version on /dev/full", {"--version"}, {"/dev/full"}, no_stdout},
+      // The empty result always goes to standard output.
+      {"empty result on /dev/full",
+       {"-i", arc, "boiler"},
+       {"/dev/full"},
+       "Archive 'boiler' not found in '" + arc +
+           "'. Try parameter '--scan' to find available archives.\n" + no_stdout},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    Outcome outcome = RunWithStdout(c.args, c.target, dir.path());
+    EXPECT_EQ(outcome.err, c.err);
+    EXPECT_EQ(outcome.status, 255);
+  }
+}
+
+// With standard output closed, the output file takes descriptor 1: the
+// document must still reach the file and nothing else.
+TEST(FaultTest, OutputFileWorksWithStandardOutputClosed) {
+  TempDir dir;
+  const std::string arc = dir.path() + "/arc";
+  WriteArchiveFile(PlantFile(arc), TwoItems().bytes());
+  const std::string out = dir.path() + "/out.json";
+  Outcome outcome = RunWithStdout({"-i", arc, "-o", out, "plant"}, {}, dir.path());
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(ReadFile(out), kTwoItemsJson);
+}
+
+// Entries of a month directory that are not regular files are reported in
+// verbose mode and skipped; the good file beside them is exported.
+TEST(FaultTest, OddEntriesInAMonthDirectoryAreIgnored) {
+  struct Case {
+    const char* what;
+    // Makes the odd entry at `path`.
+    void (*make)(const std::string& path);
+  };
+  const Case cases[] = {
+      {"directory", [](const std::string& p) { fs::create_directory(p); }},
+      {"dangling symbolic link", [](const std::string& p) { fs::create_symlink("gone.rea", p); }},
+      {"symbolic link to itself",
+       [](const std::string& p) { fs::create_symlink(fs::path(p).filename(), p); }},
+      {"FIFO", [](const std::string& p) { ASSERT_EQ(mkfifo(p.c_str(), 0644), 0); }},
+      {"symbolic link to a FIFO",
+       [](const std::string& p) {
+         ASSERT_EQ(mkfifo((p + ".fifo").c_str(), 0644), 0);
+         fs::create_symlink(fs::path(p).filename().string() + ".fifo", p);
+       }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    TempDir dir;
+    const std::string arc = dir.path() + "/arc";
+    const std::string good = PlantFile(arc);
+    WriteArchiveFile(good, TwoItems().bytes());
+    const std::string odd = PlantFile(arc, kDay + 1);
+    c.make(odd);
+    std::vector<std::string> expected_err = {
+        "Verbose mode enabled.", "Name of the archive: 'plant'", Exporting(good),
+        Unexpected(odd)};
+    if (std::string(c.what) == "symbolic link to a FIFO")  // the FIFO itself is no ".rea"
+      expected_err.push_back(Unexpected(odd + ".fifo"));
+    ProgramResult result = RunQorArc({"-ve", "-i", arc, "plant"});
+    EXPECT_EQ(result.out, kTwoItemsJson);
+    EXPECT_EQ(result.status, 0);
+    // The month directory's listing order is the platform's: compare the
+    // lines as a set, after the two option lines that always come first.
+    ASSERT_EQ(result.err.substr(0, sizeof kVerbosePlant - 1), kVerbosePlant);
+    std::string rest = result.err.substr(sizeof kVerbosePlant - 1);
+    std::vector<std::string> lines;
+    std::istringstream stream(rest);
+    for (std::string line; std::getline(stream, line);) lines.push_back(line + "\n");
+    expected_err.erase(expected_err.begin(), expected_err.begin() + 2);
+    std::sort(lines.begin(), lines.end());
+    std::sort(expected_err.begin(), expected_err.end());
+    EXPECT_EQ(lines, expected_err);
+    // The unexpected paths are reported before the export starts.
+    EXPECT_EQ(rest.substr(rest.size() - Exporting(good).size()), Exporting(good));
+  }
+}
+
+TEST(FaultTest, FifoAsInputIsRefusedWithoutHanging) {
+  TempDir dir;
+  const std::string fifo = dir.path() + "/2019-05-03_plant.rea";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0644), 0);
+  struct Case {
+    std::vector<std::string> args;
+    std::string err;
+  };
+  const Case cases[] = {
+      {{"-i", fifo}, "Name of the archive must be specified.\n"},
+      {{"-i", fifo, "plant"}, "Path '" + fifo + "' is not a directory.\n"},
+      {{"-i", fifo, "--scan"}, "Path '" + fifo + "' is not a directory.\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.args.back());
+    Outcome outcome = RunWithStdout(c.args, {dir.path() + "/out"}, dir.path());
+    EXPECT_EQ(outcome.err, c.err);
+    EXPECT_EQ(outcome.status, 255);
+    EXPECT_EQ(ReadFile(dir.path() + "/out"), "");
+  }
+}
+
+// A month directory that links back to its own year directory: the walk has
+// a fixed depth, so the loop shows its entries once as unexpected paths.
+TEST(FaultTest, DirectoryLoopThroughSymbolicLinksEnds) {
+  TempDir dir;
+  const std::string arc = dir.path() + "/arc";
+  const std::string good = PlantFile(arc);
+  WriteArchiveFile(good, TwoItems().bytes());
+  fs::create_directory_symlink(".", arc + "/2019/2019-06");
+  fs::create_directory_symlink("..", arc + "/2019/2019-05/2019-05-04_plant.rea");
+  ProgramResult result = RunQorArc({"-ve", "-i", arc, "plant"});
+  EXPECT_EQ(result.out, kTwoItemsJson);
+  EXPECT_EQ(result.status, 0);
+  std::vector<std::string> lines;
+  std::istringstream stream(result.err);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line + "\n");
+  std::vector<std::string> expected = {
+      "Verbose mode enabled.\n",
+      "Name of the archive: 'plant'\n",
+      Unexpected(arc + "/2019/2019-06/2019-05"),
+      Unexpected(arc + "/2019/2019-06/2019-06"),
+      Unexpected(arc + "/2019/2019-05/2019-05-04_plant.rea"),
+      Exporting(good),
+  };
+  std::sort(lines.begin(), lines.end());
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(lines, expected);
+}
+
+#if defined(__x86_64__)
+// The exit status of a run that could not be traced.
+constexpr int kNotTraced = 126;
+
+// Runs QorArc under ptrace and removes `victim` at the moment the program
+// opens it: after discovery has listed it, before a byte is read.
+Outcome RunRemovingOnOpen(const std::vector<std::string>& args, const std::string& victim,
+                          bool* removed) {
+  std::string program = QorArcPath();
+  std::vector<char*> argv = Argv(program, args);
+  int err_pipe[2];
+  if (pipe(err_pipe) != 0) return {};
+  pid_t pid = fork();
+  if (pid == 0) {
+    dup2(err_pipe[1], 2);
+    close(err_pipe[0]);
+    close(err_pipe[1]);
+    int out = open("/dev/null", O_WRONLY);
+    dup2(out, 1);
+    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(kNotTraced);
+    raise(SIGSTOP);
+    // LeakSanitizer cannot inspect a traced process.
+    putenv(const_cast<char*>("ASAN_OPTIONS=detect_leaks=0"));
+    execve(program.c_str(), argv.data(), environ);
+    _exit(127);
+  }
+  close(err_pipe[1]);
+  int wstatus = 0;
+  waitpid(pid, &wstatus, 0);
+  if (!WIFSTOPPED(wstatus)) {
+    close(err_pipe[0]);
+    return {"", kNotTraced};
+  }
+  ptrace(PTRACE_SETOPTIONS, pid, nullptr,
+         reinterpret_cast<void*>(PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL));
+  bool entering = true;
+  int signal = 0;
+  for (;;) {
+    ptrace(PTRACE_SYSCALL, pid, nullptr, reinterpret_cast<void*>(static_cast<intptr_t>(signal)));
+    signal = 0;
+    if (waitpid(pid, &wstatus, 0) < 0 || WIFEXITED(wstatus) || WIFSIGNALED(wstatus)) break;
+    if (!WIFSTOPPED(wstatus)) continue;
+    if (WSTOPSIG(wstatus) != (SIGTRAP | 0x80)) {
+      if (WSTOPSIG(wstatus) != SIGTRAP) signal = WSTOPSIG(wstatus);  // SIGTRAP: the exec
+      continue;
+    }
+    if (entering) {
+      user_regs_struct regs;
+      ptrace(PTRACE_GETREGS, pid, nullptr, &regs);
+      if (regs.orig_rax == 257 /* openat */) {
+        char path[4096] = {};
+        iovec local = {path, sizeof path - 1};
+        iovec remote = {reinterpret_cast<void*>(regs.rsi), sizeof path - 1};
+        // The read may stop at the end of a page; the text ends before it.
+        if (process_vm_readv(pid, &local, 1, &remote, 1, 0) < 0) {
+          remote.iov_len = 4096 - (regs.rsi % 4096);
+          local.iov_len = remote.iov_len;
+          process_vm_readv(pid, &local, 1, &remote, 1, 0);
+        }
+        if (victim == path && unlink(victim.c_str()) == 0) *removed = true;
+      }
+    }
+    entering = !entering;
+  }
+  Outcome outcome;
+  char buffer[4096];
+  for (ssize_t n; (n = read(err_pipe[0], buffer, sizeof buffer)) > 0;) outcome.err.append(buffer, n);
+  close(err_pipe[0]);
+  outcome.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1;
+  return outcome;
+}
+
+// The middle of three files disappears after discovery: it yields nothing,
+// quietly, and the files around it are still exported.
+TEST(FaultTest, FileVanishingBeforeReadingYieldsNothing) {
+  TempDir dir;
+  const std::string arc = dir.path() + "/arc";
+  for (int64_t d = 0; d < 3; ++d) {
+    ArchiveBuilder b;
+    b.Day(kDay + d).Long(TimeOfDay(1, 0, 0), static_cast<uint16_t>(d), 1);
+    WriteArchiveFile(PlantFile(arc, kDay + d), b.bytes());
+  }
+  const std::string victim = PlantFile(arc, kDay + 1);
+  const std::string out = dir.path() + "/out.csv";
+  bool removed = false;
+  Outcome outcome =
+      RunRemovingOnOpen({"-ve", "-i", arc, "--csv", "-o", out, "plant"}, victim, &removed);
+  if (outcome.status == kNotTraced) GTEST_SKIP() << "ptrace is not permitted here";
+  EXPECT_TRUE(removed);
+  EXPECT_EQ(outcome.err, std::string("Verbose mode enabled.\nExport to CSV enabled.\n"
+                                     "Name of the archive: 'plant'\n") +
+                             Exporting(PlantFile(arc, kDay)) + Exporting(victim) +
+                             Exporting(PlantFile(arc, kDay + 2)));
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(ReadFile(out),
+            "2019-05-03,01:00:00.000000,AlLong,data,,0,1\n"
+            "2019-05-05,01:00:00.000000,AlLong,data,,2,1\n");
+}
+#endif
+
+// Opens the directory `depth` levels of `component` below `base`, walking
+// relative to each level, so that the whole path may exceed PATH_MAX.
+// `create` makes the missing levels.
+int OpenDeep(const std::string& base, const std::string& component, int depth, bool create) {
+  int fd = open(base.c_str(), O_RDONLY | O_DIRECTORY);
+  for (int i = 0; i < depth && fd >= 0; ++i) {
+    if (create) mkdirat(fd, component.c_str(), 0755);
+    int next = openat(fd, component.c_str(), O_RDONLY | O_DIRECTORY);
+    close(fd);
+    fd = next;
+  }
+  return fd;
+}
+
+// `depth` directories of `component`, one inside the other, below `base`;
+// removed level by level from the bottom, since std::filesystem cannot
+// reach paths beyond PATH_MAX.
+class DeepDirectory {
+ public:
+  DeepDirectory(const std::string& base, const std::string& component, int depth)
+      : base_(base), component_(component), depth_(depth) {
+    close(OpenDeep(base, component, depth, true));
+  }
+  ~DeepDirectory() {
+    // Move each deepest level up to the base, where its path is short, and
+    // remove it there.
+    const std::string moved = "removed-level";
+    for (int level = depth_; level > 0; --level) {
+      int parent = OpenDeep(base_, component_, level - 1, false);
+      int base_fd = open(base_.c_str(), O_RDONLY | O_DIRECTORY);
+      renameat(parent, component_.c_str(), base_fd, moved.c_str());
+      close(base_fd);
+      close(parent);
+      std::error_code ignored;
+      fs::remove_all(base_ + "/" + moved, ignored);
+    }
+  }
+  // The path of the directory `levels` deep.
+  std::string Path(int levels) const {
+    std::string path = base_;
+    for (int i = 0; i < levels; ++i) path += "/" + component_;
+    return path;
+  }
+
+ private:
+  std::string base_;
+  std::string component_;
+  int depth_;
+};
+
+TEST(FaultTest, LongPathNames) {
+  TempDir dir;
+  // The longest file name the file system takes: 255 bytes.
+  const std::string name(255 - std::string("2019-05-03_.rea").size(), 'n');
+  const std::string arc = dir.path() + "/arc";
+  WriteArchiveFile(ArchiveFilePath(arc, kDay, name), TwoItems().bytes());
+  ProgramResult result = RunQorArc({"-i", arc, "--csv", name});
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, kTwoItemsCsv);
+  result = RunQorArc({"-i", arc, "--scan"});
+  EXPECT_EQ(result.out, "[{\"name\":\"" + name +
+                            "\",\"first_date\":\"2019-05-03 00:00:00.000000\",\"last_date\":"
+                            "\"2019-05-03 00:00:00.000000\"}]");
+  EXPECT_EQ(result.status, 0);
+  // An archive name one byte too long cannot name a file: not found.
+  const std::string too_long = name + "n";
+  result = RunQorArc({"-i", arc, too_long});
+  EXPECT_EQ(result.err, "Archive '" + too_long + "' not found in '" + arc +
+                            "'. Try parameter '--scan' to find available archives.\n");
+  EXPECT_EQ(result.out, "{\"data\": []}\n");
+  EXPECT_EQ(result.status, 0);
+
+  // An archive 21 directories of 200 bytes deep, beyond PATH_MAX (4096).
+  const std::string component(200, 'd');
+  DeepDirectory deep(dir.path(), component, 21);
+  {
+    int fd = OpenDeep(dir.path(), component, 21, false);
+    for (const char* sub : {"arc", "arc/2019", "arc/2019/2019-05"}) mkdirat(fd, sub, 0755);
+    int file = openat(fd, "arc/2019/2019-05/2019-05-03_plant.rea", O_WRONLY | O_CREAT, 0644);
+    const std::string bytes = TwoItems().bytes();
+    ASSERT_EQ(write(file, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    close(file);
+    close(fd);
+  }
+  // Named from a directory near it, the archive is read as usual.
+  ProgramOptions near;
+  near.cwd = deep.Path(18);
+  ASSERT_LT(near.cwd.size(), 4096u);
+  result = RunQorArc({"-i", component + "/" + component + "/" + component + "/arc", "--csv", "plant"},
+                     near);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out, kTwoItemsCsv);
+  EXPECT_EQ(result.status, 0);
+  // Named by its full path, it cannot even be looked up.
+  const std::string full_arc = deep.Path(21) + "/arc";
+  ASSERT_GT(full_arc.size(), 4096u);
+  result = RunQorArc({"-i", full_arc, "plant"});
+  EXPECT_EQ(result.err, "Path '" + full_arc + "' not found.\n");
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.status, 255);
+}
+
+// Text of a day number as the CSV date column shows it.
+std::string DateText(int64_t day) {
+  using namespace std::chrono;
+  year_month_day date{sys_days{2000y / January / 1} + days{day}};
+  char text[16];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02u", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
+  return text;
+}
+
+TEST(FaultTest, TenThousandDayFilesInOneArchive) {
+  TempDir dir;
+  const std::string arc = dir.path() + "/arc";
+  const int64_t first = DayNumber(2001, 1, 1);
+  std::string expected;
+  for (int64_t i = 0; i < 10'000; ++i) {
+    ArchiveBuilder b;
+    b.Day(first + i).Long(TimeOfDay(12, 0, 0), static_cast<uint16_t>(i), static_cast<int32_t>(i));
+    WriteArchiveFile(PlantFile(arc, first + i), b.bytes());
+    expected += DateText(first + i) + "," + std::to_string(i) + "\n";
+  }
+  ProgramResult result = RunQorArc({"-i", arc, "--csv", "-ccf", "0,6", "plant"});
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, expected);
+  result = RunQorArc({"-i", arc, "-ic", "1", "-itc", "-f", "9999", "plant"});
+  EXPECT_EQ(result.out, "{\"data\":[{\"ts\":\"" + DateText(first + 9999) +
+                            "T12:00:00.000000Z\",\"id\":9999,\"class\":\"AlLong\",\"type\":"
+                            "\"data\",\"values\":[9999]}],\"total_item_count\":1}");
+  EXPECT_EQ(result.status, 0);
+  result = RunQorArc({"-i", arc, "--scan"});
+  EXPECT_EQ(result.out, "[{\"name\":\"plant\",\"first_date\":\"2001-01-01 00:00:00.000000\","
+                        "\"last_date\":\"" + DateText(first + 9999) + " 00:00:00.000000\"}]");
+}
+
+// The longest record, a string record of 32,767 bytes, at every offset
+// around the point where the reader refills its 256 KiB buffer (when fewer
+// than 32,767 bytes are left), one offset per day file.
+TEST(FaultTest, LongestRecordAtEveryAlignmentAroundTheRefill) {
+  constexpr int64_t kBuffer = 256 * 1024;
+  constexpr int64_t kLongest = 32767;
+  constexpr int64_t kRefillPoint = kBuffer - kLongest;  // no refill up to here
+  constexpr size_t kText = kLongest - 12;
+  TempDir dir;
+  const std::string arc = dir.path() + "/arc";
+  std::string expected;
+  int64_t day = DayNumber(2019, 1, 1);
+  for (int64_t offset = kRefillPoint - 100; offset <= kRefillPoint + 100; ++offset, ++day) {
+    ArchiveBuilder b;
+    b.Day(day);
+    // Fill up to the offset with log records of ID 1.
+    int64_t left = offset - 6;
+    while (left > 0) {
+      int64_t record = left <= kLongest ? left : (left - kLongest >= 12 ? kLongest : 30000);
+      b.Text(TimeOfDay(1, 0, 0), 1, 0, std::string(record - 12, 'f'));
+      left -= record;
+    }
+    ASSERT_EQ(static_cast<int64_t>(b.size()), offset);
+    std::string text = "offset " + std::to_string(offset) + " ";
+    text += std::string(kText - text.size() - 1, static_cast<char>('a' + offset % 26)) + "$";
+    b.Text(TimeOfDay(2, 0, 0), 7, 0, text).Long(TimeOfDay(3, 0, 0), 8, static_cast<int32_t>(offset));
+    if (offset % 2 == 0) b.End();  // half of them end at the end of the file
+    WriteArchiveFile(PlantFile(arc, day), b.bytes());
+    expected += "7," + text + "\n8," + std::to_string(offset) + "\n";
+  }
+  ProgramResult result = RunQorArc({"-i", arc, "--csv", "-f", "7..8", "-ccf", "5..6", "plant"});
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(result.out == expected) << "the output differs; sizes " << result.out.size()
+                                      << " and " << expected.size();
+}
+
+// Random bytes after a valid prefix: the prefix is always exported exactly,
+// the output stays a complete document, and the run ends normally. JSON may
+// meet a text value of codes 25 or 27, which ends the export with its one
+// error line, after the items before it.
+TEST(FaultTest, RandomGarbageAfterAValidPrefix) {
+  TempDir dir;
+  const std::string file = dir.path() + "/2019-05-03_plant.rea";
+  const std::string json_prefix(kTwoItemsJson, sizeof kTwoItemsJson - 3);  // without "]}"
+  for (uint64_t seed = 1; seed <= 60; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937_64 random(seed);
+    std::string garbage(1 + random() % 3000, '\0');
+    for (char& c : garbage) c = static_cast<char>(random());
+    if (seed % 3 == 0) garbage[0] = static_cast<char>(garbage[0] & 0x7F);  // an item record
+    WriteArchiveFile(file, TwoItems().bytes() + garbage);
+
+    ProgramResult csv = RunQorArc({"-i", file, "--csv"});
+    EXPECT_EQ(csv.err, "");
+    EXPECT_EQ(csv.status, 0);
+    EXPECT_EQ(csv.out.substr(0, sizeof kTwoItemsCsv - 1), kTwoItemsCsv);
+
+    ProgramResult json = RunQorArc({"-i", file});
+    EXPECT_EQ(json.out.substr(0, json_prefix.size()), json_prefix);
+    if (json.status == 0) {
+      EXPECT_EQ(json.err, "");
+      EXPECT_EQ(json.out.substr(json.out.size() - 2), "]}");
+    } else {
+      EXPECT_EQ(json.err, "basic_string: construction from null is not valid\n");
+      EXPECT_EQ(json.status, 255);
+    }
+  }
+}
+
+// Exactly known damage after the prefix: what is reported, and where
+// reading stops.
+TEST(FaultTest, KnownDamageAfterAValidPrefix) {
+  TempDir dir;
+  const std::string file = dir.path() + "/2019-05-03_plant.rea";
+  const std::string json_prefix(kTwoItemsJson, sizeof kTwoItemsJson - 3);
+  const std::string error = "Error occured while reading file '" + file + "'.\n";
+  const std::string verbose = "Verbose mode enabled.\n" + Exporting(file);
+  struct Case {
+    const char* what;
+    std::string tail;
+    std::string items;  // JSON items after the prefix
+    std::string err;    // in verbose mode
+  };
+  const Case cases[] = {
+      {"end mark, then anything", std::string("\xFF\x80\x01garbage", 10), "", verbose},
+      {"day marker with tag 0x8001", std::string("\x80\x01\x00\x00\x00\x07", 6),
+       ",{\"ts\":\"2019-05-04T15:05:41.783323Z\",\"class\":\"System\","
+       "\"type\":\"Archive events\"}",
+       verbose + error},
+      {"record cut short by the end of the file", std::string("\x00\x00\x00\x00\x00\x05\x08\x00\x00", 9),
+       ",{\"ts\":\"2019-05-03T00:00:00.000000Z\",\"class\":\"System\","
+       "\"type\":\"Archive events\"}",
+       verbose + error},
+      {"invalid value type code 13", std::string("\x00\x00\x00\x00\x00\x06\x0D\x00\x00\x01", 10),
+       ",{\"ts\":\"2019-05-03T00:00:00.000000Z\",\"class\":\"System\","
+       "\"type\":\"Archive events\"}",
+       verbose + error},
+      {"string whose length wraps to -2: a quiet end",
+       std::string("\x00\x00\x00\x00\x00\x01\x0C\x00\x00\x01\xFF\xF2", 12), "", verbose},
+      {"string whose length wraps to 3: a read error",
+       std::string("\x00\x00\x00\x00\x00\x01\x0C\x00\x00\x01\xFF\xF7", 12), "", verbose + error},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    WriteArchiveFile(file, TwoItems().bytes() + c.tail);
+    ProgramResult result = RunQorArc({"-ve", "-i", file});
+    EXPECT_EQ(result.out, json_prefix + c.items + "]}");
+    EXPECT_EQ(result.err, c.err);
+    EXPECT_EQ(result.status, 0);
+  }
+}
+
+}  // namespace
+}  // namespace qorarc::testing
