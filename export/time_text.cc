@@ -14,8 +14,6 @@ namespace qorarc {
 namespace {
 
 constexpr int64_t kNanosPerDay = 86'400'000'000'000;
-constexpr int64_t kNanosPerHour = 3'600'000'000'000;
-constexpr int64_t kNanosPerMinute = 60'000'000'000;
 constexpr int64_t kNanosPerSecond = 1'000'000'000;
 
 struct DigitPairs {
@@ -68,10 +66,10 @@ int64_t FloorDiv(int64_t a, int64_t b) {
 // the double may land above, below or exactly on it, so it is built as the
 // runtime builds it and its value, mantissa / 2^shift, is rounded with
 // integer arithmetic.
-uint32_t SecondsInMicros(int seconds, int nanos) {
-  if (nanos % 1000 != 500) {
-    return static_cast<uint32_t>(seconds * 1'000'000 + (nanos + 500) / 1000);
-  }
+uint32_t SecondsInMicros(uint32_t seconds, uint32_t nanos) {
+  const uint32_t whole_micros = nanos / 1000;
+  const uint32_t rest = nanos - whole_micros * 1000;
+  if (rest != 500) return seconds * 1'000'000 + whole_micros + (rest > 500 ? 1 : 0);
   const double value = seconds + nanos / 1e9;
   const uint64_t bits = std::bit_cast<uint64_t>(value);
   const uint64_t mantissa = (bits & ((uint64_t{1} << 52) - 1)) | (uint64_t{1} << 52);
@@ -117,16 +115,19 @@ size_t FormatTime(int64_t timestamp, char* out) {
   if (timestamp == 0) return PutNoTimestamp(out);
   int64_t of_day = timestamp % kNanosPerDay;
   if (of_day < 0) of_day += kNanosPerDay;
-  const int64_t of_minute = of_day % kNanosPerMinute;
-  const uint32_t micros =
-      SecondsInMicros(static_cast<int>(of_minute / kNanosPerSecond),
-                      static_cast<int>(of_minute % kNanosPerSecond));
-  const uint32_t fraction = micros % 1'000'000;
-  char* p = Put2(out, static_cast<unsigned>(of_day / kNanosPerHour));
+  // One 64-bit division; the rest fits 32 bits, where dividing by a constant
+  // is cheaper.
+  const auto second_of_day = static_cast<uint32_t>(of_day / kNanosPerSecond);
+  const auto nanos = static_cast<uint32_t>(of_day - int64_t{second_of_day} * kNanosPerSecond);
+  const uint32_t minute_of_day = second_of_day / 60;
+  const uint32_t micros = SecondsInMicros(second_of_day - minute_of_day * 60, nanos);
+  const uint32_t whole_seconds = micros / 1'000'000;  // 60 when 59.999999... rounds up
+  const uint32_t fraction = micros - whole_seconds * 1'000'000;
+  char* p = Put2(out, minute_of_day / 60);
   *p++ = ':';
-  p = Put2(p, static_cast<unsigned>(of_day / kNanosPerMinute % 60));
+  p = Put2(p, minute_of_day % 60);
   *p++ = ':';
-  p = Put2(p, micros / 1'000'000);  // 60 when 59.999999... rounds up
+  p = Put2(p, whole_seconds);
   *p++ = '.';
   p = Put2(p, fraction / 10'000);
   p = Put2(p, fraction / 100 % 100);
