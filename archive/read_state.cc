@@ -36,6 +36,10 @@ AReadState::AReadState(const ItemFilter* filter, bool count_all, size_t capacity
       buffer_(new uint8_t[capacity < 2 * kMaxRecordBytes ? 2 * kMaxRecordBytes : capacity]),
       capacity_(capacity < 2 * kMaxRecordBytes ? 2 * kMaxRecordBytes : capacity) {
   item_.text.reserve(kMaxRecordBytes);
+  for (size_t type = 0; type < record_texts_.size(); ++type) {
+    record_texts_[type] = {ClassText(static_cast<int>(type & 0x1F)),
+                           TypeText(static_cast<uint8_t>(type))};
+  }
 }
 
 AReadState::~AReadState() { Close(); }
@@ -154,7 +158,8 @@ bool AReadState::Process(const ArchiveItem& item, Writer& writer) {
   if (timestamp == 0) {
     view.date = "---";
   } else {
-    int64_t day = FloorDiv(timestamp, kNanosPerDay);
+    // The time of day may run past midnight into later days.
+    int64_t day = item.time_of_day() < kNanosPerDay ? item.day : FloorDiv(timestamp, kNanosPerDay);
     if (day != date_day_) {
       date_size_ = FormatDayDate(day, date_text_);
       date_day_ = day;
@@ -162,8 +167,8 @@ bool AReadState::Process(const ArchiveItem& item, Writer& writer) {
     view.date = std::string_view(date_text_, date_size_);
   }
   view.time = std::string_view(time_text, FormatTime(timestamp, time_text));
-  view.className = ClassText(code);
-  view.typeName = TypeText(item.type);
+  view.className = record_texts_[item.type].class_name;
+  view.typeName = record_texts_[item.type].type_name;
   if (code == 12) view.level = LevelText(item.count);
   view.id = code == 0 ? -1 : item.id;
   view.valueCount = ValueCount(item);

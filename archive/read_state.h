@@ -3,9 +3,11 @@
 // a writer.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/item_filter.h"
@@ -58,6 +60,13 @@ class AReadState {
   uint16_t day_ = 0;
   int32_t count_ = 0;
   ArchiveItem item_;
+  // Class and type texts by type byte, looked up once at construction
+  // rather than per item.
+  struct RecordTexts {
+    std::string_view class_name;
+    std::string_view type_name;
+  };
+  std::array<RecordTexts, 256> record_texts_;
   // The date text changes only with the day: kept between items.
   int64_t date_day_ = INT64_MIN;
   char date_text_[32] = {};

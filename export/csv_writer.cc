@@ -2,7 +2,6 @@
 
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -30,25 +29,6 @@ char DelimiterChar(int32_t kind) {
   }
 }
 
-// Copies s to out and returns its end. Texts of 4 to 16 characters, which
-// are most cells, take two overlapping word copies instead of a call.
-char* Copy(char* out, std::string_view s) {
-  const char* p = s.data();
-  const size_t n = s.size();
-  if (n >= 8 && n <= 16) {
-    std::memcpy(out, p, 8);
-    std::memcpy(out + n - 8, p + n - 8, 8);
-  } else if (n >= 4 && n < 8) {
-    std::memcpy(out, p, 4);
-    std::memcpy(out + n - 4, p + n - 4, 4);
-  } else if (n < 4) {
-    for (size_t i = 0; i < n; ++i) out[i] = p[i];
-  } else {
-    std::memcpy(out, p, n);
-  }
-  return out + n;
-}
-
 // The text of every value cell of a text value.
 std::string_view ValueText(const ItemValue& value) {
   if (value.code == 12) return CutAtNul(value.text);
@@ -61,8 +41,8 @@ std::string_view ValueText(const ItemValue& value) {
 char* WriteReal(char* out, double value) {
   // FormatReal takes finite values only. These are the texts that
   // spreadsheets and data-frame readers take for the special floats.
-  if (std::isnan(value)) return Copy(out, "nan");
-  if (std::isinf(value)) return Copy(out, value < 0 ? "-inf" : "inf");
+  if (std::isnan(value)) return CopyText(out, "nan");
+  if (std::isinf(value)) return CopyText(out, value < 0 ? "-inf" : "inf");
   return out + FormatReal(value, out);
 }
 
@@ -70,13 +50,13 @@ char* WriteValueCell(char* out, const ItemValue& value, ValueCategory category,
                      std::string_view text, int k) {
   switch (category) {
     case ValueCategory::kFlags:
-      return Copy(out, FlagElement(value, k) ? "on" : "off");
+      return CopyText(out, FlagElement(value, k) ? "on" : "off");
     case ValueCategory::kInteger:
       return std::to_chars(out, out + kIdCellSize, IntegerElement(value, k)).ptr;
     case ValueCategory::kReal:
       return WriteReal(out, RealElement(value, k));
     case ValueCategory::kText:
-      return Copy(out, text);
+      return CopyText(out, text);
     case ValueCategory::kNone:
       break;
   }
@@ -89,15 +69,15 @@ void WriteWholeLine(PendingText& pending, char delimiter, const ExportItem& item
                     ValueCategory category) {
   char* out = pending.reserve(item.date.size() + item.time.size() + item.className.size() +
                               item.typeName.size() + item.level.size() + kIdCellSize + 5);
-  out = Copy(out, item.date);
+  out = CopyText(out, item.date);
   *out++ = delimiter;
-  out = Copy(out, item.time);
+  out = CopyText(out, item.time);
   *out++ = delimiter;
-  out = Copy(out, item.className);
+  out = CopyText(out, item.className);
   *out++ = delimiter;
-  out = Copy(out, item.typeName);
+  out = CopyText(out, item.typeName);
   *out++ = delimiter;
-  out = Copy(out, item.level);
+  out = CopyText(out, item.level);
   *out++ = delimiter;
   out = std::to_chars(out, out + kIdCellSize, item.id).ptr;
   pending.setEnd(out);
@@ -127,7 +107,7 @@ CsvWriter::CsvWriter(std::ostream* out, std::string header,
 
 void CsvWriter::beginDocument() {
   if (header_.empty()) return;
-  char* out = Copy(pending_.reserve(header_.size() + 1), header_);
+  char* out = CopyText(pending_.reserve(header_.size() + 1), header_);
   *out++ = '\n';
   pending_.setEnd(out);
 }
@@ -164,7 +144,7 @@ void CsvWriter::writeItem(const ExportItem& item) {
       if (!first) *out++ = delimiter_;
       first = false;
       if (column < 5) {
-        out = Copy(out, texts[column]);
+        out = CopyText(out, texts[column]);
       } else if (column == 5) {
         out = std::to_chars(out, out + kIdCellSize, item.id).ptr;
       } else {

@@ -1,6 +1,5 @@
 #include "export/json_writer.h"
 
-#include <algorithm>
 #include <stdexcept>
 
 #include "export/text_format.h"
@@ -68,9 +67,9 @@ void WriteItemTo(Json& json, const ExportItem& item) {
   const std::string_view date = item.date.substr(0, kDateTextSize);
   const std::string_view time = item.time.substr(0, kTimeTextSize);
   char ts[kDateTextSize + kTimeTextSize + 2];
-  char* end = std::copy(date.begin(), date.end(), ts);
+  char* end = CopyText(ts, date);
   *end++ = 'T';
-  end = std::copy(time.begin(), time.end(), end);
+  end = CopyText(end, time);
   *end++ = 'Z';
   WriteKey(json, "ts");
   WriteText(json, std::string_view(ts, static_cast<size_t>(end - ts)));

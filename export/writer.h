@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <iosfwd>
 #include <memory>
 #include <string_view>
@@ -53,6 +54,26 @@ struct PendingText {
   size_t size = 0;
   size_t capacity = 0;
 };
+
+// Copies s to out and returns its end. Texts of 4 to 16 characters, which
+// are most texts of an item, take two overlapping word copies instead of a
+// call.
+inline char* CopyText(char* out, std::string_view s) {
+  const char* p = s.data();
+  const size_t n = s.size();
+  if (n >= 8 && n <= 16) {
+    std::memcpy(out, p, 8);
+    std::memcpy(out + n - 8, p + n - 8, 8);
+  } else if (n >= 4 && n < 8) {
+    std::memcpy(out, p, 4);
+    std::memcpy(out + n - 4, p + n - 4, 4);
+  } else if (n < 4) {
+    for (size_t i = 0; i < n; ++i) out[i] = p[i];
+  } else {
+    std::memcpy(out, p, n);
+  }
+  return out + n;
+}
 
 // Texts written by the writers end at their first NUL byte, as C strings do.
 inline std::string_view CutAtNul(std::string_view s) { return s.substr(0, s.find('\0')); }
