@@ -17,8 +17,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <mutex>
 #include <random>
 #include <sstream>
 #include <string>
@@ -290,10 +293,12 @@ TEST(FaultTest, DirectoryLoopThroughSymbolicLinksEnds) {
 // The exit status of a run that could not be traced.
 constexpr int kNotTraced = 126;
 
-// Runs QorArc under ptrace and removes `victim` at the moment the program
-// opens it: after discovery has listed it, before a byte is read.
-Outcome RunRemovingOnOpen(const std::vector<std::string>& args, const std::string& victim,
-                          bool* removed) {
+// Runs QorArc under ptrace and calls `replace` on `victim` at the moment
+// the program opens it: after discovery has listed it as a regular file,
+// before a byte is read. A run that takes over 60 s is killed and fails.
+Outcome RunReplacingOnOpen(const std::vector<std::string>& args, const std::string& victim,
+                           const std::function<void(const std::string&)>& replace,
+                           bool* replaced) {
   std::string program = QorArcPath();
   std::vector<char*> argv = Argv(program, args);
   int err_pipe[2];
@@ -321,6 +326,16 @@ Outcome RunRemovingOnOpen(const std::vector<std::string>& args, const std::strin
   }
   ptrace(PTRACE_SETOPTIONS, pid, nullptr,
          reinterpret_cast<void*>(PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL));
+  std::mutex mutex;
+  std::condition_variable finished;
+  bool done = false;
+  std::thread watchdog([&] {
+    std::unique_lock<std::mutex> lock(mutex);
+    if (!finished.wait_for(lock, std::chrono::seconds(60), [&] { return done; })) {
+      ADD_FAILURE() << "QorArc did not finish within 60 s";
+      kill(pid, SIGKILL);
+    }
+  });
   bool entering = true;
   int signal = 0;
   for (;;) {
@@ -345,11 +360,20 @@ Outcome RunRemovingOnOpen(const std::vector<std::string>& args, const std::strin
           local.iov_len = remote.iov_len;
           process_vm_readv(pid, &local, 1, &remote, 1, 0);
         }
-        if (victim == path && unlink(victim.c_str()) == 0) *removed = true;
+        if (victim == path && !*replaced) {
+          replace(victim);
+          *replaced = true;
+        }
       }
     }
     entering = !entering;
   }
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    done = true;
+  }
+  finished.notify_one();
+  watchdog.join();
   Outcome outcome;
   char buffer[4096];
   for (ssize_t n; (n = read(err_pipe[0], buffer, sizeof buffer)) > 0;) outcome.err.append(buffer, n);
@@ -358,31 +382,57 @@ Outcome RunRemovingOnOpen(const std::vector<std::string>& args, const std::strin
   return outcome;
 }
 
-// The middle of three files disappears after discovery: it yields nothing,
-// quietly, and the files around it are still exported.
-TEST(FaultTest, FileVanishingBeforeReadingYieldsNothing) {
-  TempDir dir;
-  const std::string arc = dir.path() + "/arc";
-  for (int64_t d = 0; d < 3; ++d) {
-    ArchiveBuilder b;
-    b.Day(kDay + d).Long(TimeOfDay(1, 0, 0), static_cast<uint16_t>(d), 1);
-    WriteArchiveFile(PlantFile(arc, kDay + d), b.bytes());
+// The middle of three files is removed or replaced by something else after
+// discovery: it yields nothing, quietly, nothing blocks, and the files
+// around it are still exported.
+TEST(FaultTest, FileReplacedBetweenDiscoveryAndReadingYieldsNothing) {
+  struct Case {
+    const char* what;
+    void (*replace)(const std::string& path);
+  };
+  const Case cases[] = {
+      {"removed", [](const std::string& p) { unlink(p.c_str()); }},
+      {"replaced by a FIFO",
+       [](const std::string& p) {
+         unlink(p.c_str());
+         mkfifo(p.c_str(), 0644);
+       }},
+      {"replaced by a directory",
+       [](const std::string& p) {
+         unlink(p.c_str());
+         mkdir(p.c_str(), 0755);
+       }},
+      {"replaced by a dangling symbolic link",
+       [](const std::string& p) {
+         unlink(p.c_str());
+         symlink("gone.rea", p.c_str());
+       }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    TempDir dir;
+    const std::string arc = dir.path() + "/arc";
+    for (int64_t d = 0; d < 3; ++d) {
+      ArchiveBuilder b;
+      b.Day(kDay + d).Long(TimeOfDay(1, 0, 0), static_cast<uint16_t>(d), 1);
+      WriteArchiveFile(PlantFile(arc, kDay + d), b.bytes());
+    }
+    const std::string victim = PlantFile(arc, kDay + 1);
+    const std::string out = dir.path() + "/out.csv";
+    bool replaced = false;
+    Outcome outcome = RunReplacingOnOpen({"-ve", "-i", arc, "--csv", "-o", out, "plant"}, victim,
+                                         c.replace, &replaced);
+    if (outcome.status == kNotTraced) GTEST_SKIP() << "ptrace is not permitted here";
+    EXPECT_TRUE(replaced);
+    EXPECT_EQ(outcome.err, std::string("Verbose mode enabled.\nExport to CSV enabled.\n"
+                                       "Name of the archive: 'plant'\n") +
+                               Exporting(PlantFile(arc, kDay)) + Exporting(victim) +
+                               Exporting(PlantFile(arc, kDay + 2)));
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(ReadFile(out),
+              "2019-05-03,01:00:00.000000,AlLong,data,,0,1\n"
+              "2019-05-05,01:00:00.000000,AlLong,data,,2,1\n");
   }
-  const std::string victim = PlantFile(arc, kDay + 1);
-  const std::string out = dir.path() + "/out.csv";
-  bool removed = false;
-  Outcome outcome =
-      RunRemovingOnOpen({"-ve", "-i", arc, "--csv", "-o", out, "plant"}, victim, &removed);
-  if (outcome.status == kNotTraced) GTEST_SKIP() << "ptrace is not permitted here";
-  EXPECT_TRUE(removed);
-  EXPECT_EQ(outcome.err, std::string("Verbose mode enabled.\nExport to CSV enabled.\n"
-                                     "Name of the archive: 'plant'\n") +
-                             Exporting(PlantFile(arc, kDay)) + Exporting(victim) +
-                             Exporting(PlantFile(arc, kDay + 2)));
-  EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(ReadFile(out),
-            "2019-05-03,01:00:00.000000,AlLong,data,,0,1\n"
-            "2019-05-05,01:00:00.000000,AlLong,data,,2,1\n");
 }
 #endif
 
