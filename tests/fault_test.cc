@@ -185,6 +185,37 @@ TEST(FaultTest, OutputFileWorksWithStandardOutputClosed) {
   EXPECT_EQ(ReadFile(out), kTwoItemsJson);
 }
 
+// KNOWN FAILURE, disabled until the driver refuses it: an output file that is
+// one of the archive files being exported is truncated before it is read, so
+// the export destroys its own input and ends with status 0 and an empty
+// document. It should be refused like any output file that cannot be opened
+// for writing, leaving the archive as it was.
+TEST(FaultTest, DISABLED_OutputFileThatIsAnArchiveFileIsRefused) {
+  TempDir dir;
+  const std::string arc = dir.path() + "/arc";
+  const std::string file = PlantFile(arc);
+  const std::string bytes = TwoItems().bytes();
+  struct Case {
+    const char* what;
+    std::vector<std::string> args;
+  };
+  const Case cases[] = {
+      {"single file", {"-i", file, "-o", file}},
+      {"file of the archive directory", {"-i", arc, "-o", file, "plant"}},
+      {"the same file through a symbolic link", {"-i", arc, "-o", dir.path() + "/link", "plant"}},
+  };
+  fs::create_symlink(file, dir.path() + "/link");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    WriteArchiveFile(file, bytes);
+    ProgramResult result = RunQorArc(c.args);
+    EXPECT_EQ(result.err, "Failed to open file '" + c.args[3] + "' for writing.\n");
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.status, 255);
+    EXPECT_EQ(ReadFile(file), bytes);
+  }
+}
+
 // Entries of a month directory that are not regular files are reported in
 // verbose mode and skipped; the good file beside them is exported.
 TEST(FaultTest, OddEntriesInAMonthDirectoryAreIgnored) {
