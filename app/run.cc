@@ -1,5 +1,7 @@
 #include "app/run.h"
 
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -124,6 +126,21 @@ int FinishStandardOutput() {
   return 0;
 }
 
+// True when `output` names an existing file that is one of the archive files
+// (through any path or link): opening it for writing would truncate the data
+// the export is about to read.
+bool IsArchiveFile(const std::string& output, const std::vector<ArchiveFileEntry>& entries) {
+  struct stat out_stat;
+  if (stat(output.c_str(), &out_stat) != 0) return false;
+  for (const ArchiveFileEntry& entry : entries) {
+    struct stat entry_stat;
+    if (stat(entry.path.c_str(), &entry_stat) == 0 && entry_stat.st_dev == out_stat.st_dev &&
+        entry_stat.st_ino == out_stat.st_ino)
+      return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 int Run(int argc, char** argv) {
@@ -167,7 +184,9 @@ int Run(int argc, char** argv) {
     WriteDocument(options, filter, entries, std::cout);
     return FinishStandardOutput();
   }
-  std::ofstream file(options.output_path, std::ios::binary | std::ios::trunc);
+  std::ofstream file;
+  if (!IsArchiveFile(options.output_path, entries))
+    file.open(options.output_path, std::ios::binary | std::ios::trunc);
   if (!file.is_open()) {
     ErrorLine("Failed to open file '" + options.output_path + "' for writing.");
     return -1;

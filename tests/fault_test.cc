@@ -186,12 +186,10 @@ TEST(FaultTest, OutputFileWorksWithStandardOutputClosed) {
   EXPECT_EQ(ReadFile(out), kTwoItemsJson);
 }
 
-// KNOWN FAILURE, disabled until the driver refuses it: an output file that is
-// one of the archive files being exported is truncated before it is read, so
-// the export destroys its own input and ends with status 0 and an empty
-// document. It should be refused like any output file that cannot be opened
-// for writing, leaving the archive as it was.
-TEST(FaultTest, DISABLED_OutputFileThatIsAnArchiveFileIsRefused) {
+// An output file that is one of the archive files being exported would be
+// truncated before it is read: it is refused like any output file that cannot
+// be opened for writing, and the archive stays as it was.
+TEST(FaultTest, OutputFileThatIsAnArchiveFileIsRefused) {
   TempDir dir;
   const std::string arc = dir.path() + "/arc";
   const std::string file = PlantFile(arc);
