@@ -83,6 +83,23 @@ bool IsRegularFile(const fs::directory_entry& entry) {
   return entry.is_regular_file(ec);
 }
 
+// The subdirectories of `parents` whose names `keep` accepts; entries that
+// are not directories are reported and skipped.
+template <typename Keep>
+std::vector<fs::path> Subdirectories(const std::vector<fs::path>& parents, Keep keep) {
+  std::vector<fs::path> result;
+  for (const fs::path& parent : parents) {
+    for (const fs::directory_entry& entry : List(parent)) {
+      fs::path path = parent / entry.path().filename();
+      if (!IsDirectory(entry))
+        ReportUnexpected(path);
+      else if (keep(path.filename().string()))
+        result.push_back(std::move(path));
+    }
+  }
+  return result;
+}
+
 }  // namespace
 
 bool ExamineFile(const ItemFilter& filter, bool single_file, const fs::path& path,
@@ -124,24 +141,12 @@ int Discover(const ItemFilter& filter, const std::string& input_path,
     return -1;
   }
   const fs::path root(input_path);
-  std::vector<fs::path> years;
-  for (const fs::directory_entry& entry : List(root)) {
-    fs::path path = root / entry.path().filename();
-    if (!IsDirectory(entry))
-      ReportUnexpected(path);
-    else if (YearMeetsSpan(filter, path.filename().string()))
-      years.push_back(path);
-  }
-  std::vector<fs::path> months;
-  for (const fs::path& year : years) {
-    for (const fs::directory_entry& entry : List(year)) {
-      fs::path path = year / entry.path().filename();
-      if (!IsDirectory(entry))
-        ReportUnexpected(path);
-      else if (MonthMeetsSpan(filter, path.filename().string()))
-        months.push_back(path);
-    }
-  }
+  std::vector<fs::path> years = Subdirectories({root}, [&](const std::string& name) {
+    return YearMeetsSpan(filter, name);
+  });
+  std::vector<fs::path> months = Subdirectories(years, [&](const std::string& name) {
+    return MonthMeetsSpan(filter, name);
+  });
   for (const fs::path& month : months) {
     for (const fs::directory_entry& entry : List(month)) {
       fs::path path = month / entry.path().filename();
