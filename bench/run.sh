@@ -43,7 +43,10 @@ archive() {
 median() { sort -n | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }'; }
 
 # measure COUNT NAME [-o FILE] COMMAND...: runs the command COUNT times, keeps
-# each run's figures in $out/NAME.runs (wall user sys rss status).
+# each run's figures in $out/NAME.runs (wall user sys rss status). The file
+# named by $fresh, if any, is removed before each run, so that every export
+# writes a new file as users do, instead of truncating the last run's (which
+# on ext4 waits for that file's write-back).
 measure() {
   count=$1
   name=$2
@@ -51,6 +54,7 @@ measure() {
   : >"$out/$name.runs"
   i=0
   while [ $i -lt "$count" ]; do
+    if [ -n "$fresh" ]; then rm -f "$fresh"; fi
     "$time_child" "$@" >>"$out/$name.runs"
     i=$((i + 1))
   done
@@ -69,6 +73,7 @@ arc=$(archive $items 6)
 big_items=10000000
 big=$(archive $big_items 20)
 out=$build/out
+fresh=""
 rm -rf "$out"
 mkdir -p "$out"
 
@@ -82,7 +87,9 @@ for mode in json pretty csv; do
     pretty) flags="-p" ;;
     csv) flags="--csv" ;;
   esac
+  fresh="$out/$mode.out"
   measure "$runs" "$mode" "$qorarc" -i "$arc" -o "$out/$mode.out" $flags plant
+  fresh=""
   measure "$runs" "$mode.floor" -o /dev/null cat "$out/$mode.out"
   # Memory only: once is enough.
   measure 1 "$mode.big" "$qorarc" -i "$big" -o /dev/null $flags plant
