@@ -152,30 +152,33 @@ bool AReadState::Process(const ArchiveItem& item, Writer& writer) {
   ++count_;
   if (!write) return true;
 
-  ExportItem view;
-  view.kind = kind;
-  char time_text[kTimeTextSize + 1];
-  if (timestamp == 0) {
-    view.date = "---";
-  } else {
+  std::string_view date = "---";
+  if (timestamp != 0) {
     // The time of day may run past midnight into later days.
     int64_t day = item.time_of_day() < kNanosPerDay ? item.day : FloorDiv(timestamp, kNanosPerDay);
     if (day != date_day_) {
       date_size_ = FormatDayDate(day, date_text_);
       date_day_ = day;
     }
-    view.date = std::string_view(date_text_, date_size_);
+    date = std::string_view(date_text_, date_size_);
   }
-  view.time = std::string_view(time_text, FormatTime(timestamp, time_text));
-  view.className = record_texts_[item.type].class_name;
-  view.typeName = record_texts_[item.type].type_name;
-  if (code == 12) view.level = LevelText(item.count);
-  view.id = code == 0 ? -1 : item.id;
-  view.valueCount = ValueCount(item);
-  view.value.code = static_cast<uint8_t>(code);
-  view.value.payload = item.value;
-  view.value.has_text = code == 12;
-  view.value.text = item.text;
+  char time_text[kTimeTextSize + 1];
+  const RecordTexts& texts = record_texts_[item.type];
+  // Every field set at once: a default-built item would first be cleared.
+  const ExportItem view{
+      .kind = kind,
+      .date = date,
+      .time = std::string_view(time_text, FormatTime(timestamp, time_text)),
+      .className = texts.class_name,
+      .typeName = texts.type_name,
+      .level = code == 12 ? LevelText(item.count) : std::string_view(),
+      .id = code == 0 ? -1 : item.id,
+      .valueCount = ValueCount(item),
+      .value = {.code = static_cast<uint8_t>(code),
+                .payload = item.value,
+                .has_text = code == 12,
+                .text = item.text},
+  };
   writer.writeItem(view);
   return true;
 }
