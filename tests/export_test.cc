@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <limits>
 #include <regex>
 #include <string>
 #include <vector>
@@ -312,16 +313,26 @@ TEST_F(ExportTest, TextOfArrayCode25EndsTheExport) {
   EXPECT_EQ(r.status, 0);
 }
 
+// A NaN or infinite real leaves an empty JSON slot, also as the only value;
+// CSV writes "nan", "inf" and "-inf".
 TEST_F(ExportTest, NanAndInfinity) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
   ArchiveBuilder b;
-  b.Day(kMay3).Array<double>(24, TimeOfDay(1, 0, 0), 1, {1.0, std::numeric_limits<double>::quiet_NaN(),
-                                                         2.0, -std::numeric_limits<double>::infinity(),
-                                                         std::numeric_limits<double>::infinity()});
+  b.Day(kMay3)
+      .Array<double>(24, TimeOfDay(1, 0, 0), 1, {1.0, nan, 2.0, -inf, inf})
+      .Double(TimeOfDay(1, 0, 0), 2, nan)
+      .Float(TimeOfDay(1, 0, 0), 3, static_cast<float>(-inf))
+      .Array<float>(23, TimeOfDay(1, 0, 0), 4, {0.5f, static_cast<float>(inf)});
   Write(kMay3, "a", b.bytes());
+  const std::string head = "{\"ts\":\"2019-05-03T01:00:00.000000Z\",\"id\":";
   EXPECT_EQ(Run({"a"}).out,
-            "{\"data\":[{\"ts\":\"2019-05-03T01:00:00.000000Z\",\"id\":1,\"class\":\"GrDouble\","
-            "\"type\":\"data\",\"values\":[1.0,,2.0,,]}]}");
-  EXPECT_EQ(Run({"--csv", "-ccf", "6..10", "a"}).out, "1.0,nan,2.0,-inf,inf\n");
+            "{\"data\":[" + head + "1,\"class\":\"GrDouble\",\"type\":\"data\",\"values\":[1.0,,2.0,,]}," +
+                head + "2,\"class\":\"AlDouble\",\"type\":\"data\",\"values\":[]}," + head +
+                "3,\"class\":\"AlFloat\",\"type\":\"data\",\"values\":[]}," + head +
+                "4,\"class\":\"GrFloat\",\"type\":\"data\",\"values\":[0.5,]}]}");
+  EXPECT_EQ(Run({"--csv", "-ccf", "5..10", "a"}).out,
+            "1,1.0,nan,2.0,-inf,inf\n2,nan\n3,-inf\n4,0.5,inf\n");
 }
 
 TEST_F(ExportTest, OutputFile) {
