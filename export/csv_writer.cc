@@ -29,13 +29,14 @@ char DelimiterChar(int32_t kind) {
   }
 }
 
-// The text of every value cell of a text value.
+// The text of every value cell of a text value. Codes 13 to 30 (arrays of
+// times and errors, the reserved codes) have no text: their cells stay empty
+// and the export goes on. Any other code that reaches here is a scalar
+// without a text form.
 std::string_view ValueText(const ItemValue& value) {
   if (value.code == 12) return CutAtNul(value.text);
-  if (value.code < 17) return "UNKNOWN ALARM!";
-  // Arrays of times and errors, and the reserved array codes, have no text:
-  // their cells stay empty and the export goes on.
-  return {};
+  if (value.code >= 13 && value.code <= 30) return {};
+  return "UNKNOWN ALARM!";
 }
 
 char* WriteReal(char* out, double value) {

@@ -46,17 +46,18 @@ void WriteKey(Json& json, const char (&quoted)[N]) {
   json.RawValue(quoted, N - 1, rapidjson::kStringType);
 }
 
-// The single string of a text value.
+// The single string of a text value: the text of a string record. Codes 13
+// to 30 (arrays of times and errors, the reserved codes) have no text: the
+// export ends here, and the driver reports this message. Any other code
+// that reaches here is a scalar without a text form.
 template <typename Json>
 void WriteTextValue(Json& json, const ItemValue& value) {
   if (value.code == 12) {
     WriteText(json, value.text);
-  } else if (value.code < 17) {
-    WriteText(json, "UNKNOWN ALARM!");
-  } else {
-    // Arrays of times and errors, and the reserved array codes, have no
-    // text: the export ends here, and the driver reports this message.
+  } else if (value.code >= 13 && value.code <= 30) {
     throw std::logic_error("basic_string: construction from null is not valid");
+  } else {
+    WriteText(json, "UNKNOWN ALARM!");
   }
 }
 
