@@ -14,30 +14,9 @@
 namespace qorarc {
 namespace {
 
-constexpr char kStartLines[] =
-    "[ CORE  ][VERBOSE] Initializing Version\n"
-    "[ CORE  ][ INFO  ] QorCore version: 3.0.5 revision 17331-final\n"
-    "[ CORE  ][VERBOSE] Initializing Platform\n"
-    "[ CORE  ][VERBOSE] Initializing GObject\n"
-    "[ CORE  ][VERBOSE] Initializing GStream\n"
-    "[ CORE  ][VERBOSE] Initializing XRTObject\n"
-    "[ CORE  ][VERBOSE] Initializing XBlock\n"
-    "[ CORE  ][VERBOSE] Initializing XSequence\n"
-    "[ CORE  ][VERBOSE] Initializing XTask\n"
-    "[ CORE  ][VERBOSE] Initializing XExecutive\n"
-    "[ CORE  ][VERBOSE] Initializing ACore\n"
-    "[ CORE  ][VERBOSE] Initializing DCore\n"
-    "[ CORE  ][VERBOSE] Registering Globals\n"
-    "[ CORE  ][VERBOSE] Initializing Pseudoblocks\n";
-
-constexpr char kStopLines[] =
-    "[ CORE  ][VERBOSE] Exiting Core\n"
-    "[ CORE  ][VERBOSE] Exiting DCore\n"
-    "[ CORE  ][VERBOSE] Exiting ACore\n"
-    "[ CORE  ][VERBOSE] Exiting Globals\n"
-    "[ CORE  ][VERBOSE] Exiting XCore\n"
-    "[ CORE  ][VERBOSE] Core halted\n";
-
+// The start-up and shutdown lines, in order, are checked end to end
+// (tests/core_console_test.cc); these tests show what the registry holds
+// and how start-up fails.
 class CoreInitTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -77,7 +56,7 @@ class CoreInitTest : public ::testing::Test {
   std::string err_;
 };
 
-TEST_F(CoreInitTest, SilentStartRegistersTheCore) {
+TEST_F(CoreInitTest, SilentStartRegistersTheCoreAgainAfterStop) {
   ASSERT_EQ(Start(kDefaultMessageMask), 0);
   EXPECT_EQ(out_, "");
   EXPECT_EQ(err_, "");
@@ -102,32 +81,11 @@ TEST_F(CoreInitTest, SilentStartRegistersTheCore) {
   EXPECT_EQ(ModuleCount(), 0);
   EXPECT_EQ(ClassCount(), 0);
   EXPECT_EQ(RegistryLockDepth(), 0);
-}
 
-TEST_F(CoreInitTest, ConsoleSequence) {
-  ASSERT_EQ(Start(kMaskConsole | kLevelCoreVerbose | kLevelCoreInfo), 0);
-  EXPECT_EQ(out_, kStartLines);
-  EXPECT_EQ(err_, "");
-  Stop();
-  EXPECT_EQ(out_, kStopLines);
-  EXPECT_EQ(err_, "");
-}
-
-TEST_F(CoreInitTest, VersionLineNeedsTheInfoBit) {
-  ASSERT_EQ(Start(kMaskConsole | kLevelCoreInfo), 0);
-  EXPECT_EQ(out_, "[ CORE  ][ INFO  ] QorCore version: 3.0.5 revision 17331-final\n");
-  Stop();
-  EXPECT_EQ(out_, "");
-}
-
-TEST_F(CoreInitTest, StartsAgainAfterStop) {
-  ASSERT_EQ(Start(kDefaultMessageMask), 0);
-  Stop();
   ASSERT_EQ(Start(kDefaultMessageMask), 0);
   EXPECT_EQ(ModuleCount(), 3);
   EXPECT_EQ(ClassCount(), 29);
   Stop();
-  EXPECT_EQ(ModuleCount(), 0);
 }
 
 TEST_F(CoreInitTest, ShutdownRemovesModulesRegisteredAfterStart) {
@@ -151,7 +109,6 @@ TEST_F(CoreInitTest, SystemRegisteredTwiceEndsStartUp) {
   EXPECT_EQ(ClassCount(), 0);
   EXPECT_EQ(RegistryLockDepth(), 0);
   Stop();
-  EXPECT_EQ(out_, kStopLines);
   EXPECT_EQ(ModuleCount(), 0);
 }
 
@@ -173,7 +130,6 @@ TEST_F(CoreInitTest, UnopenableLogFileEndsStartUp) {
   EXPECT_EQ(out_, "");
   EXPECT_EQ(ModuleCount(), 0);
   Stop();
-  EXPECT_EQ(out_, kStopLines);
 }
 
 }  // namespace
