@@ -69,55 +69,52 @@ ExportItem Item(int32_t id) {
 
 constexpr int32_t kItems = 20000;
 
-TEST(WriterPiecesTest, JsonPiecesMakeTheDocument) {
-  std::string expected = R"({"data":[)";
-  for (int32_t id = 0; id < kItems; ++id) {
-    if (id > 0) expected += ',';
-    expected += R"({"ts":"2021-03-04T05:06:07.123456Z","id":)" + std::to_string(id) +
-                R"(,"class":"GrDouble","type":"data","values":[1.5,-2.25]})";
+// Writes a document of `items` items the way the export does.
+void WriteDocument(std::ostream& out, bool csv, int32_t items) {
+  std::unique_ptr<Writer> writer;
+  if (csv) {
+    writer = std::make_unique<CsvWriter>(&out, "", std::vector<ColumnRange>{}, kComma);
+  } else {
+    writer = std::make_unique<JsonWriter>(&out, false);
   }
-  expected += "]}";
-
-  RecordingBuffer buffer;
-  std::ostream out(&buffer);
-  JsonWriter writer(&out, false);
-  writer.beginDocument();
-  for (int32_t id = 0; id < kItems; ++id) writer.writeItem(Item(id));
-  writer.endArray();
-  writer.endDocument();
-
-  EXPECT_EQ(buffer.text, expected);
-  ASSERT_GT(buffer.writes.size(), 10u);
-  for (size_t i = 0; i + 1 < buffer.writes.size(); ++i) {
-    EXPECT_GE(buffer.writes[i], PendingText::kPieceSize) << "piece " << i;
-  }
-  // Every JSON piece is followed by a stream flush before the next one.
-  for (size_t i = 1; i <= buffer.writes.size(); ++i) {
-    EXPECT_NE(std::find(buffer.flushes.begin(), buffer.flushes.end(), i), buffer.flushes.end())
-        << "no flush after piece " << i;
-  }
+  writer->beginDocument();
+  for (int32_t id = 0; id < items; ++id) writer->writeItem(Item(id));
+  if (!csv) static_cast<JsonWriter&>(*writer).endArray();
+  writer->endDocument();
 }
 
-TEST(WriterPiecesTest, CsvPiecesMakeTheDocument) {
-  std::string expected = "Date,Time\n";
-  for (int32_t id = 0; id < kItems; ++id) {
-    expected += "2021-03-04,05:06:07.123456,GrDouble,data,," + std::to_string(id) + ",1.5,-2.25\n";
-  }
+TEST(WriterPiecesTest, PiecesMakeTheDocument) {
+  for (bool csv : {false, true}) {
+    SCOPED_TRACE(csv ? "CSV" : "JSON");
+    std::string expected = csv ? "" : R"({"data":[)";
+    for (int32_t id = 0; id < kItems; ++id) {
+      const std::string n = std::to_string(id);
+      expected += csv ? "2021-03-04,05:06:07.123456,GrDouble,data,," + n + ",1.5,-2.25\n"
+                      : std::string(id > 0 ? "," : "") +
+                            R"({"ts":"2021-03-04T05:06:07.123456Z","id":)" + n +
+                            R"(,"class":"GrDouble","type":"data","values":[1.5,-2.25]})";
+    }
+    if (!csv) expected += "]}";
 
-  RecordingBuffer buffer;
-  std::ostream out(&buffer);
-  CsvWriter writer(&out, "Date,Time", {}, kComma);
-  writer.beginDocument();
-  for (int32_t id = 0; id < kItems; ++id) writer.writeItem(Item(id));
-  writer.endDocument();
-
-  EXPECT_EQ(buffer.text, expected);
-  ASSERT_GT(buffer.writes.size(), 10u);
-  for (size_t i = 0; i + 1 < buffer.writes.size(); ++i) {
-    EXPECT_GE(buffer.writes[i], PendingText::kPieceSize) << "piece " << i;
+    RecordingBuffer buffer;
+    std::ostream out(&buffer);
+    WriteDocument(out, csv, kItems);
+    EXPECT_EQ(buffer.text, expected);
+    ASSERT_GT(buffer.writes.size(), 10u);
+    for (size_t i = 0; i + 1 < buffer.writes.size(); ++i) {
+      EXPECT_GE(buffer.writes[i], PendingText::kPieceSize) << "piece " << i;
+    }
+    if (csv) {
+      // CSV pieces leave flushing to the stream; the end flushes once.
+      EXPECT_EQ(buffer.flushes, std::vector<size_t>{buffer.writes.size()});
+      continue;
+    }
+    // Every JSON piece is followed by a stream flush before the next one.
+    for (size_t i = 1; i <= buffer.writes.size(); ++i) {
+      EXPECT_NE(std::find(buffer.flushes.begin(), buffer.flushes.end(), i), buffer.flushes.end())
+          << "no flush after piece " << i;
+    }
   }
-  // CSV pieces leave flushing to the stream; the end flushes once.
-  EXPECT_EQ(buffer.flushes, std::vector<size_t>{buffer.writes.size()});
 }
 
 struct FailureCase {
@@ -134,16 +131,7 @@ TEST_P(WriterFailureTest, LeavesBadBit) {
   const FailureCase& c = GetParam();
   FailingBuffer buffer(c.refuseWrites, c.refuseSync);
   std::ostream out(&buffer);
-  std::unique_ptr<Writer> writer;
-  if (c.csv) {
-    writer = std::make_unique<CsvWriter>(&out, "", std::vector<ColumnRange>{}, kComma);
-  } else {
-    writer = std::make_unique<JsonWriter>(&out, false);
-  }
-  writer->beginDocument();
-  for (int32_t id = 0; id < c.items; ++id) writer->writeItem(Item(id));
-  if (!c.csv) static_cast<JsonWriter*>(writer.get())->endArray();
-  writer->endDocument();
+  WriteDocument(out, c.csv, c.items);
   EXPECT_TRUE(out.bad());
 }
 
