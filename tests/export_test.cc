@@ -183,16 +183,6 @@ TEST_F(ExportTest, IdAndKindFilters) {
   }
 }
 
-TEST_F(ExportTest, SystemRecordPassesIdZeroFilter) {
-  ArchiveBuilder b;
-  b.Day(kMay3).System(TimeOfDay(1, 0, 0), 2, 4).Long(TimeOfDay(1, 0, 1), 1, 1);
-  Write(kMay3, "a", b.bytes());
-  ProgramResult r = Run({"-f", "0", "a"});
-  EXPECT_EQ(r.out,
-            "{\"data\":[{\"ts\":\"2019-05-03T01:00:00.000000Z\",\"class\":\"System\","
-            "\"type\":\"Archive events\"}]}");
-}
-
 TEST_F(ExportTest, TimeBoundsAreInclusiveAndEndOnlyTheFile) {
   ArchiveBuilder day3, day4;
   day3.Day(kMay3).Long(TimeOfDay(11, 0, 0), 1, 1).Long(TimeOfDay(12, 0, 0), 1, 2)
@@ -281,18 +271,6 @@ TEST_F(ExportTest, BadRecordIsReportedOnceAndEndsTheFile) {
   EXPECT_NE(Clean(r.err).find("Error occured"), std::string::npos);
   r = Run({"-ve", "-ft2", "2019-05-04 12:00:00", "--csv", "a"});
   EXPECT_EQ(Clean(r.err).find("Error occured"), std::string::npos);
-}
-
-TEST_F(ExportTest, TruncatedRecordIsABadRecord) {
-  ArchiveBuilder b;
-  b.Day(kMay3).Long(TimeOfDay(1, 0, 0), 1, 1).Double(TimeOfDay(2, 0, 0), 2, 2.0);
-  std::string bytes = b.bytes();
-  bytes.resize(bytes.size() - 3);
-  Write(kMay3, "a", bytes);
-  ProgramResult r = Run({"--csv", "a"});
-  EXPECT_EQ(r.out,
-            "2019-05-03,01:00:00.000000,AlLong,data,,1,1\n"
-            "2019-05-03,02:00:00.000000,System,Archive events,,-1\n");
 }
 
 TEST_F(ExportTest, TextOfArrayCode25EndsTheExport) {
