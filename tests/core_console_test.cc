@@ -76,7 +76,7 @@ TEST_F(CoreConsoleTest, DefaultIsSilent) {
   for (const std::vector<std::string>& env :
        {std::vector<std::string>{}, {"QORARC_DGN_MESSAGES=0x4000 00C0"}}) {
     TempDir dir;
-    ProgramResult result = RunQorArc({"--version"}, {env, dir.path(), ""});
+    ProgramResult result = RunQorArc({"--version"}, {env, dir.path()});
     EXPECT_EQ(result.status, 0);
     EXPECT_TRUE(Matches(result.out, kVersionOutput)) << result.out;
     EXPECT_EQ(result.err, "");
@@ -86,7 +86,7 @@ TEST_F(CoreConsoleTest, DefaultIsSilent) {
 }
 
 TEST_F(CoreConsoleTest, ConsoleLinesSurroundTheProgramOutput) {
-  ProgramResult result = RunQorArc({"--version"}, {{"QORARC_DGN_MESSAGES=0x400000C0"}, "", ""});
+  ProgramResult result = RunQorArc({"--version"}, {{"QORARC_DGN_MESSAGES=0x400000C0"}, ""});
   EXPECT_EQ(result.status, 0);
   EXPECT_TRUE(Matches(result.out, Literal(kStartLines) + kVersionOutput + Literal(kStopLines)))
       << result.out;
@@ -95,7 +95,7 @@ TEST_F(CoreConsoleTest, ConsoleLinesSurroundTheProgramOutput) {
 
 TEST_F(CoreConsoleTest, LogFileInTheWorkingDirectory) {
   TempDir dir;
-  ProgramResult result = RunQorArc({"--version"}, {{"QORARC_LOG_FILE_ENABLED=1"}, dir.path(), ""});
+  ProgramResult result = RunQorArc({"--version"}, {{"QORARC_LOG_FILE_ENABLED=1"}, dir.path()});
   EXPECT_EQ(result.status, 0);
   EXPECT_TRUE(Matches(result.out, kVersionOutput)) << result.out;
   EXPECT_EQ(result.err, "");
@@ -110,8 +110,7 @@ TEST_F(CoreConsoleTest, LogFileInTheWorkingDirectory) {
 TEST_F(CoreConsoleTest, LogFileWithTheWholeSequenceIsAppendedTo) {
   TempDir dir;
   std::string path = dir.path() + "/diag.log";
-  ProgramOptions options{
-      {"QORARC_DGN_MESSAGES=0x200000C0", "QORARC_LOG_FILE=" + path}, "", ""};
+  ProgramOptions options{{"QORARC_DGN_MESSAGES=0x200000C0", "QORARC_LOG_FILE=" + path}, ""};
   for (int run = 0; run < 2; ++run) {
     ProgramResult result = RunQorArc({"--version"}, options);
     EXPECT_TRUE(Matches(result.out, kVersionOutput)) << result.out;
@@ -126,8 +125,7 @@ TEST_F(CoreConsoleTest, LogFileWithTheWholeSequenceIsAppendedTo) {
 TEST_F(CoreConsoleTest, UnopenableLogFileIsReportedAndTheRunGoesOn) {
   ProgramResult result = RunQorArc(
       {"--version"},
-      {{"QORARC_DGN_MESSAGES=0x600000C0", "QORARC_LOG_FILE=/nonexistent-qorarc/diag.log"}, "",
-       ""});
+      {{"QORARC_DGN_MESSAGES=0x600000C0", "QORARC_LOG_FILE=/nonexistent-qorarc/diag.log"}, ""});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err,
             "Unable to open log file /nonexistent-qorarc/diag.log: No such file or directory\n");

@@ -21,17 +21,16 @@ std::string SourceDir() { return QORARC_SOURCE_DIR; }
 
 ProgramResult RunQorArc(const std::vector<std::string>& args,
                         const ProgramOptions& options) {
-  int out_pipe[2], err_pipe[2], in_pipe[2];
-  if (pipe(out_pipe) != 0 || pipe(err_pipe) != 0 || pipe(in_pipe) != 0)
-    throw std::runtime_error("pipe failed");
+  int out_pipe[2], err_pipe[2];
+  if (pipe(out_pipe) != 0 || pipe(err_pipe) != 0) throw std::runtime_error("pipe failed");
   pid_t pid = fork();
   if (pid < 0) throw std::runtime_error("fork failed");
   if (pid == 0) {
-    dup2(in_pipe[0], 0);
+    int in = open("/dev/null", O_RDONLY);
+    dup2(in, 0);
     dup2(out_pipe[1], 1);
     dup2(err_pipe[1], 2);
-    for (int fd : {in_pipe[0], in_pipe[1], out_pipe[0], out_pipe[1], err_pipe[0], err_pipe[1]})
-      close(fd);
+    for (int fd : {in, out_pipe[0], out_pipe[1], err_pipe[0], err_pipe[1]}) close(fd);
     if (!options.cwd.empty() && chdir(options.cwd.c_str()) != 0) _exit(127);
     for (const std::string& entry : options.env) putenv(const_cast<char*>(entry.c_str()));
     std::vector<char*> argv;
@@ -42,20 +41,14 @@ ProgramResult RunQorArc(const std::vector<std::string>& args,
     execve(program.c_str(), argv.data(), environ);
     _exit(127);
   }
-  close(in_pipe[0]);
   close(out_pipe[1]);
   close(err_pipe[1]);
-  // Feed standard input, then read both outputs until they close.
-  size_t fed = 0;
-  if (options.stdin_text.empty()) {
-    close(in_pipe[1]);
-    in_pipe[1] = -1;
-  }
+  // Read both outputs until they close.
   ProgramResult result;
-  pollfd fds[3] = {{out_pipe[0], POLLIN, 0}, {err_pipe[0], POLLIN, 0}, {in_pipe[1], POLLOUT, 0}};
+  pollfd fds[2] = {{out_pipe[0], POLLIN, 0}, {err_pipe[0], POLLIN, 0}};
   int open_outputs = 2;
   while (open_outputs > 0) {
-    if (poll(fds, in_pipe[1] >= 0 ? 3 : 2, -1) < 0) {
+    if (poll(fds, 2, -1) < 0) {
       if (errno == EINTR) continue;
       break;
     }
@@ -71,17 +64,7 @@ ProgramResult RunQorArc(const std::vector<std::string>& args,
         --open_outputs;
       }
     }
-    if (in_pipe[1] >= 0 && fds[2].revents != 0) {
-      ssize_t n = write(in_pipe[1], options.stdin_text.data() + fed,
-                        options.stdin_text.size() - fed);
-      if (n > 0) fed += n;
-      if (n <= 0 || fed == options.stdin_text.size()) {
-        close(in_pipe[1]);
-        in_pipe[1] = -1;
-      }
-    }
   }
-  if (in_pipe[1] >= 0) close(in_pipe[1]);
   int wstatus = 0;
   while (waitpid(pid, &wstatus, 0) < 0 && errno == EINTR) {
   }

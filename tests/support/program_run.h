@@ -15,10 +15,10 @@ struct ProgramResult {
 struct ProgramOptions {
   std::vector<std::string> env;  // extra "NAME=value" entries
   std::string cwd;               // working directory; empty: the current one
-  std::string stdin_text;        // fed to standard input
 };
 
-// Runs QorArc with `args` (without the program name).
+// Runs QorArc with `args` (without the program name), standard input on
+// /dev/null.
 ProgramResult RunQorArc(const std::vector<std::string>& args,
                         const ProgramOptions& options = {});
 
