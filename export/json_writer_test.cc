@@ -16,17 +16,12 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
-const uint32_t kDWord[] = {4000000000u};
 const uint32_t kDWords[] = {4000000000u, 7};
 const int16_t kShorts[] = {-1, 300};
-const int64_t kLarge[] = {5};
 const float kFloats[] = {0.5f, -0.0f};
 const double kRealsWithNaN[] = {1.0, kNaN, 2.0};
-const double kRealsWithInf[] = {kInf, 1.5, -kInf};
 const double kRealsPretty[] = {1.5, kNaN, -2.0};
-const uint8_t kBits[] = {0xA5, 0x02};  // bits 0 to 9: 1010010101
 const uint8_t kZeros[8] = {};
 
 ItemValue Value(uint8_t code, const void* payload) {
@@ -82,6 +77,8 @@ struct ItemCase {
 
 const std::string kTs = R"({"ts":"2021-03-04T05:06:07.123456Z")";
 
+// Values that the end-to-end export shows as well (flags, DWords read as
+// signed, Large as a real, empty slots, empty texts) are not repeated here.
 class JsonItemTest : public testing::TestWithParam<ItemCase> {};
 
 TEST_P(JsonItemTest, WritesObject) {
@@ -101,26 +98,13 @@ INSTANTIATE_TEST_SUITE_P(
         // A text that is not empty is written even when its first byte is NUL.
         ItemCase{"TextsCutAtNul", Named(Item(1, 0, Value(8, kZeros)), "Al\0x"sv, "", "\0ab"sv),
                  kTs + R"(,"id":1,"class":"Al","level":""})"},
-        ItemCase{"DWordReadAsSigned", Item(2, 1, Value(6, kDWord)),
-                 kTs + R"(,"id":2,"values":[-294967296]})"},
         ItemCase{"DWordArray", Item(2, 2, Value(22, kDWords)),
                  kTs + R"(,"id":2,"values":[-294967296,7]})"},
         ItemCase{"ShortArray", Item(2, 2, Value(19, kShorts)),
                  kTs + R"(,"id":2,"values":[-1,300]})"},
-        ItemCase{"LargeAsReal", Item(3, 1, Value(10, kLarge)), kTs + R"(,"id":3,"values":[5.0]})"},
         ItemCase{"FloatArray", Item(3, 2, Value(23, kFloats)),
                  kTs + R"(,"id":3,"values":[0.5,-0.0]})"},
-        ItemCase{"BoolScalarHasNoValues", Item(4, 1, Value(1, kZeros)),
-                 kTs + R"(,"id":4,"values":[]})"},
-        ItemCase{"TenFlags", Item(5, 10, Value(17, kBits)),
-                 kTs + R"(,"id":5,"values":[true,false,true,false,false,)" +
-                     R"(true,false,true,false,true]})"},
-        ItemCase{"NaNLeavesEmptySlot", Item(6, 3, Value(24, kRealsWithNaN)),
-                 kTs + R"(,"id":6,"values":[1.0,,2.0]})"},
-        ItemCase{"InfinitiesLeaveEmptySlots", Item(6, 3, Value(24, kRealsWithInf)),
-                 kTs + R"(,"id":6,"values":[,1.5,]})"},
         ItemCase{"TextCutAtNul", Item(7, 1, Text("ab\0cd"sv)), kTs + R"(,"id":7,"values":["ab"]})"},
-        ItemCase{"EmptyText", Item(7, 1, Text("")), kTs + R"(,"id":7,"values":[""]})"},
         ItemCase{"StringWithoutText", Item(7, 1, Value(12, kZeros)),
                  kTs + R"(,"id":7,"values":[]})"},
         ItemCase{"Escaping", Item(7, 1, Text("q\"b\\s\x01\x1f\x7f\xc3\xa9\b\t\n\f\r/")),
