@@ -127,29 +127,5 @@ TEST(ParseOptionsTest, CsvHeaderBackslashN) {
   EXPECT_EQ(Parse({"-ch", "\\n\\\\n\\x"}).options.csv_header, "\n\\\n\\x");
 }
 
-TEST(ParseOptionsTest, HelpAndVersionStopParsing) {
-  Options help_first = Parse({"-h", "-v"}).options;
-  EXPECT_TRUE(help_first.help);
-  EXPECT_FALSE(help_first.version);
-  Options version_first = Parse({"-v", "-h"}).options;
-  EXPECT_TRUE(version_first.version);
-  EXPECT_FALSE(version_first.help);
-}
-
-TEST(ParseOptionsTest, TimesAndFlags) {
-  Options o = Parse({"-ft1", "2000-01-02", "-ft2", "2000-01-02 00:00:01.5", "-nd", "-dtab", "a"})
-                  .options;
-  EXPECT_EQ(o.from_time, 86'400'000'000'000);
-  EXPECT_EQ(o.until_time, 86'401'500'000'000);
-  EXPECT_TRUE(o.no_data);
-  EXPECT_TRUE(o.delimiter_tab);
-}
-
-TEST(ParseOptionsTest, EmptyFilterListAddsNothing) {
-  Options o = Parse({"-f", "", "a"}).options;
-  EXPECT_TRUE(o.parsed);
-  EXPECT_TRUE(o.id_ranges.empty());
-}
-
 }  // namespace
 }  // namespace qorarc
