@@ -184,18 +184,13 @@ TEST(ArchiveFormatTest, ArrayLengths) {
       {24, 64, RecordStatus::kItem, 522},  // 512 value bytes
       {24, 65, RecordStatus::kBad, 0},
       {24, 255, RecordStatus::kBad, 0},  // 2040 bytes
-      {26, 65, RecordStatus::kBad, 0},
-      {20, 128, RecordStatus::kItem, 522},
-      {23, 129, RecordStatus::kBad, 0},
-      {19, 255, RecordStatus::kItem, 520},
-      {27, 255, RecordStatus::kItem, 520},
-      {18, 255, RecordStatus::kItem, 265},
+      {26, 65, RecordStatus::kBad, 0}, {20, 128, RecordStatus::kItem, 522},
+      {23, 129, RecordStatus::kBad, 0}, {19, 255, RecordStatus::kItem, 520},
+      {27, 255, RecordStatus::kItem, 520}, {18, 255, RecordStatus::kItem, 265},
       {18, 0, RecordStatus::kItem, 10},
       {17, 0, RecordStatus::kItem, 42},  // 32 value bytes
-      {17, 1, RecordStatus::kItem, 11},
-      {17, 8, RecordStatus::kItem, 11},
-      {17, 9, RecordStatus::kItem, 12},
-      {17, 255, RecordStatus::kItem, 42},
+      {17, 1, RecordStatus::kItem, 11}, {17, 8, RecordStatus::kItem, 11},
+      {17, 9, RecordStatus::kItem, 12}, {17, 255, RecordStatus::kItem, 42},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.code << " x " << c.count);
@@ -220,16 +215,12 @@ TEST(ArchiveFormatTest, BadRecords) {
     uint32_t time_low;
   };
   const Case cases[] = {
-      {"tag 0x8001", "8001 00000005", 0x8001, 5},
-      {"tag 0xFE00", "FE00 00000005", 0xFE00, 5},
+      {"tag 0x8001", "8001 00000005", 0x8001, 5}, {"tag 0xFE00", "FE00 00000005", 0xFE00, 5},
       {"day 0x10000", "8000 00010000", 0x8000, 0x10000},
       {"code 13", "000100000002 0D 00 0001 0000", 1, 2},
-      {"code 14", "000100000002 0E 00 0001", 1, 2},
-      {"code 15", "000100000002 0F 00 0001", 1, 2},
-      {"code 16, state 7", "000100000002 F0 00", 1, 2},
-      {"code 28", "000100000002 1C 00", 1, 2},
-      {"code 29", "000100000002 1D 00", 1, 2},
-      {"code 30", "000100000002 1E 00", 1, 2},
+      {"code 14", "000100000002 0E 00 0001", 1, 2}, {"code 15", "000100000002 0F 00 0001", 1, 2},
+      {"code 16, state 7", "000100000002 F0 00", 1, 2}, {"code 28", "000100000002 1C 00", 1, 2},
+      {"code 29", "000100000002 1D 00", 1, 2}, {"code 30", "000100000002 1E 00", 1, 2},
       {"65 Doubles", "000100000002 18 41 0001", 1, 2},
   };
   for (const Case& c : cases) {

@@ -34,24 +34,11 @@ TEST_F(CoreConfigTest, MaskValues) {
     bool valid;
     uint32_t mask;
   } kCases[] = {
-      {"0x400000C0", true, 0x400000C0},
-      {"0X1f", true, 0x1F},
-      {"255", true, 255},
-      {"0", true, 0},
-      {"00", true, 0},
-      {"4294967295", true, 0xFFFFFFFF},
-      {"0xFFFFFFFF", true, 0xFFFFFFFF},
-      {"4294967296", false, 0},
-      {"0x100000000", false, 0},
-      {"", false, 0},
-      {"0x", false, 0},
-      {"12a", false, 0},
-      {"0x4g", false, 0},
-      {"-1", false, 0},
-      {"+1", false, 0},
-      {"0x-1", false, 0},
-      {" 1", false, 0},
-      {"1 ", false, 0},
+      {"0x400000C0", true, 0x400000C0}, {"0X1f", true, 0x1F}, {"255", true, 255}, {"0", true, 0},
+      {"00", true, 0}, {"4294967295", true, 0xFFFFFFFF}, {"0xFFFFFFFF", true, 0xFFFFFFFF},
+      {"4294967296", false, 0}, {"0x100000000", false, 0}, {"", false, 0}, {"0x", false, 0},
+      {"12a", false, 0}, {"0x4g", false, 0}, {"-1", false, 0}, {"+1", false, 0}, {"0x-1", false, 0},
+      {" 1", false, 0}, {"1 ", false, 0},
   };
   for (const auto& c : kCases) {
     SetMessageMask(0x12345);

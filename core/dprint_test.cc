@@ -61,28 +61,18 @@ TEST(PrefixesOf, SourceAndSeverity) {
     const char* source;
     const char* severity;
   } kCases[] = {
-      {0x1, "[ OS    ]", "[ ERROR ] "},
-      {0x2, "[ OS    ]", "[WARNING] "},
-      {0x4, "[ OS    ]", "[ INFO  ] "},
-      {0x8, "[ OS    ]", "[VERBOSE] "},
+      {0x1, "[ OS    ]", "[ ERROR ] "}, {0x2, "[ OS    ]", "[WARNING] "},
+      {0x4, "[ OS    ]", "[ INFO  ] "}, {0x8, "[ OS    ]", "[VERBOSE] "},
       {0x11, "[ OS    ]", "[ ERROR ] "},
       // The severity comes from any field, not only the source's own.
-      {0x14, "[ OS    ]", "[ ERROR ] "},
-      {0x10, "[ CORE  ]", "[ ERROR ] "},
-      {0x20, "[ CORE  ]", "[WARNING] "},
-      {0x40, "[ CORE  ]", "[ INFO  ] "},
-      {0x80, "[ CORE  ]", "[VERBOSE] "},
-      {0x60, "[ CORE  ]", "[WARNING] "},
-      {0x40000040, "[ CORE  ]", "[ INFO  ] "},
-      {0x100, "[ BLOCK ]", "[ ERROR ] "},
-      {0x100000, "[ BLOCK ]", "[ ERROR ] "},
-      {0x2000, "[ BLOCK ]", "[WARNING] "},
-      {0x2200, "[ BLOCK ]", "[ INFO  ] "},
-      {0x200, "[ BLOCK ]", "[ INFO  ] "},
-      {0x20000, "[ BLOCK ]", "[ INFO  ] "},
-      {0x400, "[ BLOCK ]", "[ INFO  ] "},
-      {0x800, "[ BLOCK ]", "[ INFO  ] "},
-      {0x0, "[ BLOCK ]", "[ INFO  ] "},
+      {0x14, "[ OS    ]", "[ ERROR ] "}, {0x10, "[ CORE  ]", "[ ERROR ] "},
+      {0x20, "[ CORE  ]", "[WARNING] "}, {0x40, "[ CORE  ]", "[ INFO  ] "},
+      {0x80, "[ CORE  ]", "[VERBOSE] "}, {0x60, "[ CORE  ]", "[WARNING] "},
+      {0x40000040, "[ CORE  ]", "[ INFO  ] "}, {0x100, "[ BLOCK ]", "[ ERROR ] "},
+      {0x100000, "[ BLOCK ]", "[ ERROR ] "}, {0x2000, "[ BLOCK ]", "[WARNING] "},
+      {0x2200, "[ BLOCK ]", "[ INFO  ] "}, {0x200, "[ BLOCK ]", "[ INFO  ] "},
+      {0x20000, "[ BLOCK ]", "[ INFO  ] "}, {0x400, "[ BLOCK ]", "[ INFO  ] "},
+      {0x800, "[ BLOCK ]", "[ INFO  ] "}, {0x0, "[ BLOCK ]", "[ INFO  ] "},
   };
   for (const auto& c : kCases) {
     LevelPrefixes prefixes = PrefixesOf(c.level);

@@ -56,27 +56,11 @@ TEST(RecordTextsTest, LevelTextFromCountByte) {
     int count;
     const char* level;
   } cases[] = {
-      {0, "Unknown"},
-      {1, "Write"},
-      {2, "Read"},
-      {3, "Verbose"},
-      {4, "Info"},
-      {5, "Warning"},
-      {6, "Error"},
-      {7, "Unknown"},
-      {9, "Unknown"},
-      {10, "Os Unknown"},
-      {17, "Os Unknown"},
-      {21, "Core Write"},
-      {25, "Core Warning"},
-      {33, "Diagnostic Verbose"},
-      {44, "Block Info"},
-      {52, "Archive Read"},
-      {66, "IODriver Error"},
-      {69, "IODriver Unknown"},
-      {70, "Unknown"},
-      {71, "Unknown"},
-      {255, "Unknown"},
+      {0, "Unknown"}, {1, "Write"}, {2, "Read"}, {3, "Verbose"}, {4, "Info"}, {5, "Warning"},
+      {6, "Error"}, {7, "Unknown"}, {9, "Unknown"}, {10, "Os Unknown"}, {17, "Os Unknown"},
+      {21, "Core Write"}, {25, "Core Warning"}, {33, "Diagnostic Verbose"}, {44, "Block Info"},
+      {52, "Archive Read"}, {66, "IODriver Error"}, {69, "IODriver Unknown"}, {70, "Unknown"},
+      {71, "Unknown"}, {255, "Unknown"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(LevelText(static_cast<uint8_t>(c.count)), c.level) << c.count;
