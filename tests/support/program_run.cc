@@ -17,7 +17,6 @@ extern char** environ;
 namespace qorarc::testing {
 
 std::string QorArcPath() { return QORARC_BINARY; }
-std::string SourceDir() { return QORARC_SOURCE_DIR; }
 
 ProgramResult RunQorArc(const std::vector<std::string>& args,
                         const ProgramOptions& options) {

@@ -22,9 +22,8 @@ struct ProgramOptions {
 ProgramResult RunQorArc(const std::vector<std::string>& args,
                         const ProgramOptions& options = {});
 
-// Path of the built program and of the source tree.
+// Path of the built program.
 std::string QorArcPath();
-std::string SourceDir();
 
 // A fresh empty directory under the system's temporary directory, removed
 // when the object goes away.
