@@ -59,7 +59,7 @@ const OptionSpec* FindOption(std::string_view arg) {
 bool ParseTimeValue(std::string_view text, std::string_view label, int64_t* target) {
   int64_t timestamp = 0;
   int code = ParseTimestamp(text, &timestamp);
-  bool accepted = code >= 0 || static_cast<int16_t>(code | 0x4000) >= -99;
+  bool accepted = TimestampAccepted(code);
   if (accepted) *target = timestamp;
   VerboseLine(std::string(label) + (accepted ? TimestampText(timestamp) : std::string(text)));
   return accepted;

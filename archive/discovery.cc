@@ -17,7 +17,7 @@ namespace {
 // Parses a time text; a warning-class result counts as success.
 bool Parse(const std::string& text, int64_t* timestamp) {
   int code = ParseTimestamp(text, timestamp);
-  return code >= 0 || static_cast<int16_t>(code | 0x4000) >= -99;
+  return TimestampAccepted(code);
 }
 
 // The name must parse and reach the from-time with its end and the

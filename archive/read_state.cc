@@ -23,11 +23,6 @@ int32_t ValueCount(const ArchiveItem& item) {
   return code == 0 ? 0 : 1;
 }
 
-int64_t FloorDiv(int64_t a, int64_t b) {
-  int64_t q = a / b;
-  return (a % b != 0 && (a < 0) != (b < 0)) ? q - 1 : q;
-}
-
 }  // namespace
 
 AReadState::AReadState(const ItemFilter* filter, bool count_all, size_t capacity)
@@ -155,7 +150,7 @@ bool AReadState::Process(const ArchiveItem& item, Writer& writer) {
   std::string_view date = "---";
   if (timestamp != 0) {
     // The time of day may run past midnight into later days.
-    int64_t day = item.time_of_day() < kNanosPerDay ? item.day : FloorDiv(timestamp, kNanosPerDay);
+    int64_t day = item.time_of_day() < kNanosPerDay ? item.day : DayOf(timestamp);
     if (day != date_day_) {
       date_size_ = FormatDayDate(day, date_text_);
       date_day_ = day;

@@ -37,6 +37,9 @@ size_t FormatTime(int64_t timestamp, char* out);
 // +-12 million days), the range of std::chrono's calendar.
 size_t FormatDayDate(int64_t day_number, char* out);
 
+// The day number of a time stamp (0 is 2000-01-01; earlier days negative).
+int64_t DayOf(int64_t timestamp);
+
 // The same texts as strings.
 std::string DateText(int64_t timestamp);
 std::string TimeText(int64_t timestamp);
@@ -77,5 +80,11 @@ inline constexpr int kInvalidTimestampFormat = -311;
 // or seconds above 59, or an instant outside the time stamp's range (about
 // 1707-09-22 to 2292-04-10).
 int ParseTimestamp(std::string_view text, int64_t* timestamp);
+
+// True when a parse result counts as success: 0, or a warning-class code
+// (negative, but -99 or above once bit 0x4000 is set).
+inline bool TimestampAccepted(int code) {
+  return code >= 0 || static_cast<int16_t>(code | 0x4000) >= -99;
+}
 
 }  // namespace qorarc

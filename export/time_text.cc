@@ -106,9 +106,11 @@ size_t FormatDayDate(int64_t day_number, char* out) {
   return static_cast<size_t>(p - out);
 }
 
+int64_t DayOf(int64_t timestamp) { return FloorDiv(timestamp, kNanosPerDay); }
+
 size_t FormatDate(int64_t timestamp, char* out) {
   if (timestamp == 0) return PutNoTimestamp(out);
-  return FormatDayDate(FloorDiv(timestamp, kNanosPerDay), out);
+  return FormatDayDate(DayOf(timestamp), out);
 }
 
 size_t FormatTime(int64_t timestamp, char* out) {
