@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "app/options.h"
+#include "app/help_text.h"
 
 namespace qorarc {
 namespace {

@@ -1,7 +1,7 @@
 // QorArc: exports the disk archives of the control runtime as JSON or CSV.
 #include <exception>
 
-#include "app/messages.h"
+#include "core/messages.h"
 #include "app/run.h"
 #include "core/core_init.h"
 

@@ -3,8 +3,11 @@
 #include <regex>
 #include <string_view>
 
-#include "app/messages.h"
-#include "export/text_format.h"
+#include "app/range_list.h"
+#include "core/errors.h"
+#include "core/messages.h"
+#include "core/timestamp_parser.h"
+#include "export/time_text.h"
 
 namespace qorarc {
 namespace {
@@ -59,92 +62,92 @@ const OptionSpec* FindOption(std::string_view arg) {
 bool ParseTimeValue(std::string_view text, std::string_view label, int64_t* target) {
   int64_t timestamp = 0;
   int code = ParseTimestamp(text, &timestamp);
-  bool accepted = TimestampAccepted(code);
+  bool accepted = IsAccepted(code);
   if (accepted) *target = timestamp;
   VerboseLine(std::string(label) + (accepted ? TimestampText(timestamp) : std::string(text)));
   return accepted;
 }
 
 // Applies one value option; false when its value cannot be used.
-bool ApplyValue(Options& options, Opt opt, const std::string& value) {
+bool ApplyValue(Options* options, Opt opt, const std::string& value) {
   switch (opt) {
     case Opt::kItemCount: {
       // A value without a leading number fails the parse instead of ending
       // the process.
-      if (!ParseLeadingInt(value, &options.item_count_limit)) return false;
+      if (!ParseLeadingInt(value, &options->item_count_limit)) return false;
       VerboseLine("Limit for count of items to be exported is set to " +
-                  std::to_string(options.item_count_limit));
+                  std::to_string(options->item_count_limit));
       return true;
     }
     case Opt::kFromTime:
-      return ParseTimeValue(value, "Start of the timespan is set to: ", &options.from_time);
+      return ParseTimeValue(value, "Start of the timespan is set to: ", &options->from_time);
     case Opt::kUntilTime:
-      return ParseTimeValue(value, "End of the timespan is set to: ", &options.until_time);
+      return ParseTimeValue(value, "End of the timespan is set to: ", &options->until_time);
     case Opt::kFilterId:
-      if (ParseRanges(value, options.id_ranges) == 0) return true;
+      if (ParseRanges(value, &options->id_ranges) == 0) return true;
       ErrorLine("Parameter '--filter-id' is not valid.");
       return false;
     case Opt::kColumnFilter:
-      if (ParseRanges(value, options.csv_column_ranges) == 0) return true;
+      if (ParseRanges(value, &options->csv_column_ranges) == 0) return true;
       ErrorLine("Parameter '--csv-column-filter' is not valid.");
       return false;
     case Opt::kCsvHeader:
-      options.csv_header = std::regex_replace(value, std::regex("\\\\n"), "\n");
+      options->csv_header = std::regex_replace(value, std::regex("\\\\n"), "\n");
       return true;
     case Opt::kInput:
-      options.input_path = value;
+      options->input_path = value;
       return true;
     case Opt::kOutput:
-      options.output_path = value;
+      options->output_path = value;
       return true;
     case Opt::kArchive:
-      options.archive_name = value;
+      options->archive_name = value;
       return true;
     default:
       return false;
   }
 }
 
-void ApplyFlag(Options& options, Opt opt) {
+void ApplyFlag(Options* options, Opt opt) {
   switch (opt) {
     case Opt::kScan:
-      options.scan = true;
+      options->scan = true;
       VerboseLine("Scan mode enabled.");
       break;
     case Opt::kCsv:
-      options.csv = true;
+      options->csv = true;
       VerboseLine("Export to CSV enabled.");
       break;
     case Opt::kPretty:
-      options.pretty_print = true;
+      options->pretty_print = true;
       VerboseLine("Pretty-print format for JSON export enabled.");
       break;
     case Opt::kItemTotalCount:
-      options.item_total_count = true;
+      options->item_total_count = true;
       VerboseLine("Export of total count of items to JSON file was enabled.");
       break;
     case Opt::kNoData:
-      options.no_data = true;
+      options->no_data = true;
       VerboseLine("Flag to export no items with data was enabled.");
       break;
     case Opt::kNoEvents:
-      options.no_events = true;
+      options->no_events = true;
       VerboseLine("Flag to export no items with events was enabled.");
       break;
     case Opt::kNoLog:
-      options.no_log = true;
+      options->no_log = true;
       VerboseLine("Flag to export no items with logs was enabled.");
       break;
     case Opt::kSemicolon:
-      options.delimiter_semicolon = true;
+      options->delimiter_semicolon = true;
       VerboseLine("Delimiter for CSV columns set to semicolon.");
       break;
     case Opt::kSpace:
-      options.delimiter_space = true;
+      options->delimiter_space = true;
       VerboseLine("Delimiter for CSV columns set to space.");
       break;
     case Opt::kTab:
-      options.delimiter_tab = true;
+      options->delimiter_tab = true;
       VerboseLine("Delimiter for CSV columns set to tab.");
       break;
     default:  // verbose mode was set by the first pass
@@ -153,33 +156,33 @@ void ApplyFlag(Options& options, Opt opt) {
 }
 
 // The second pass; false when parsing fails.
-bool ParseArguments(Options& options) {
-  for (int i = 1; i < options.argc; ++i) {
-    std::string_view arg = options.argv[i];
+bool ParseArguments(int argc, char** argv, Options* options) {
+  for (int i = 1; i < argc; ++i) {
+    std::string_view arg = argv[i];
     const OptionSpec* spec = FindOption(arg);
     if (spec == nullptr) {
-      if (i == options.argc - 1)
-        options.archive_name = arg;
+      if (i == argc - 1)
+        options->archive_name = arg;
       else
         ErrorLine("Unrecognized option '" + std::string(arg) + "'.");
       continue;
     }
     if (spec->opt == Opt::kHelp || spec->opt == Opt::kVersion) {
-      (spec->opt == Opt::kHelp ? options.help : options.version) = true;
+      (spec->opt == Opt::kHelp ? options->help : options->version) = true;
       return true;  // nothing after it is looked at
     }
     if (!spec->takes_value) {
       ApplyFlag(options, spec->opt);
       continue;
     }
-    if (i == options.argc - 1) {
+    if (i == argc - 1) {
       // A missing count still reports the limit in force.
       if (spec->opt == Opt::kItemCount)
         VerboseLine("Limit for count of items to be exported is set to " +
-                    std::to_string(options.item_count_limit));
+                    std::to_string(options->item_count_limit));
       return false;
     }
-    if (!ApplyValue(options, spec->opt, options.argv[++i])) return false;
+    if (!ApplyValue(options, spec->opt, argv[++i])) return false;
   }
   return true;
 }
@@ -188,17 +191,14 @@ bool ParseArguments(Options& options) {
 
 Options ParseOptions(int argc, char** argv) {
   Options options;
-  options.argc = argc;
-  options.argv = argv;
-  if (argc > 0) options.program_name = argv[0];
   for (int i = 1; i < argc; ++i) {
     std::string_view arg = argv[i];
     if (arg == "-ve" || arg == "--verbose") {
-      options.verbose = g_verbose = true;
+      g_verbose = true;
       VerboseLine("Verbose mode enabled.");
     }
   }
-  if (!ParseArguments(options)) return options;
+  if (!ParseArguments(argc, argv, &options)) return options;
   if (options.help || options.version) {
     options.parsed = true;
     return options;

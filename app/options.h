@@ -1,20 +1,15 @@
-// The command line: the options record, its parser and the help text.
+// The command line: the options record and its parser.
 #pragma once
 
 #include <cstdint>
-#include <ostream>
 #include <string>
 #include <vector>
 
-#include "app/item_filter.h"
+#include "archive/item_filter.h"
 
 namespace qorarc {
 
 struct Options {
-  int argc = 0;
-  char** argv = nullptr;
-  std::string program_name;
-  bool verbose = false;
   bool help = false;
   bool version = false;
   bool scan = false;
@@ -43,7 +38,5 @@ struct Options {
 // unrecognised-option warnings and range-list errors, and in verbose mode the
 // informational lines, to standard error.
 Options ParseOptions(int argc, char** argv);
-
-void PrintHelp(std::ostream& out);
 
 }  // namespace qorarc

@@ -11,17 +11,17 @@
 #include <vector>
 
 #include "app/build_info.h"
-#include "app/messages.h"
+#include "app/help_text.h"
 #include "app/options.h"
 #include "archive/discovery.h"
 #include "archive/read_state.h"
+#include "core/messages.h"
 #include "export/csv_writer.h"
+#include "export/item_processor.h"
 #include "export/json_writer.h"
 
 namespace qorarc {
 namespace {
-
-constexpr std::string_view kEmptyJson = "{\"data\": []}\n";
 
 void PrintVersion() {
   char text[96];
@@ -43,7 +43,6 @@ ItemFilter MakeFilter(const Options& options) {
   filter.no_data = options.no_data;
   filter.no_events = options.no_events;
   filter.no_log = options.no_log;
-  filter.csv_column_ranges = options.csv_column_ranges;
   filter.id_ranges = options.id_ranges;
   return filter;
 }
@@ -75,45 +74,32 @@ int32_t DelimiterOf(const Options& options) {
   return kComma;
 }
 
-std::vector<ColumnRange> ColumnRanges(const ItemFilter& filter) {
-  std::vector<ColumnRange> columns;
-  for (const IdRange& range : filter.csv_column_ranges) columns.push_back({range.first, range.last});
-  return columns;
+// The writer of an export document on `out`.
+std::unique_ptr<Writer> MakeWriter(const Options& options, std::ostream* out) {
+  if (options.csv)
+    return std::make_unique<CsvWriter>(out, options.csv_header, options.csv_column_ranges,
+                                       DelimiterOf(options));
+  return MakeJsonWriter(out, options.pretty_print, options.item_total_count);
 }
 
 // Runs the writer over the files: the export document, or the scan listing.
 void WriteDocument(const Options& options, const ItemFilter& filter,
-                   const std::vector<ArchiveFileEntry>& entries, std::ostream& out) {
+                   const std::vector<ArchiveFileEntry>& entries, std::ostream* out) {
   if (options.scan) {
-    JsonWriter writer(&out, options.pretty_print);
-    WriteScanList(writer, CollectSpans(entries));
-    writer.flush();
+    WriteScanList(out, options.pretty_print, CollectSpans(entries));
     return;
   }
-  AReadState state(&filter, options.item_total_count);
-  std::unique_ptr<Writer> writer;
-  if (options.csv)
-    writer = std::make_unique<CsvWriter>(&out, options.csv_header, ColumnRanges(filter),
-                                         DelimiterOf(options));
-  else
-    writer = std::make_unique<JsonWriter>(&out, options.pretty_print);
+  std::unique_ptr<Writer> writer = MakeWriter(options, out);
+  ItemProcessor processor(&filter, options.item_total_count, writer.get());
+  AReadState state;
   writer->beginDocument();
-  int32_t total = 0;
   try {
-    total = state.Export(*writer, entries);
+    state.Export(entries, &processor);
   } catch (const std::logic_error&) {
     writer->flush();  // keep what was written before the failing item
     throw;
   }
-  if (!options.csv) {
-    auto& json = static_cast<JsonWriter&>(*writer);
-    json.endArray();
-    if (options.item_total_count) {
-      json.writeString("total_item_count");
-      json.writeInt(total);
-    }
-  }
-  writer->endDocument();
+  writer->endDocument(processor.count());
 }
 
 // Flushes standard output; a failed write must not end in success.
@@ -169,19 +155,16 @@ int Run(int argc, char** argv) {
   if (options.scan) VerboseLine("Scanning directory '" + options.input_path + "'.");
 
   std::vector<ArchiveFileEntry> entries;
-  if (int code = Discover(filter, options.input_path, entries); code != 0) return code;
+  if (int code = Discover(filter, options.input_path, &entries); code != 0) return code;
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
     // The empty result always goes to standard output, never to a file.
-    if (options.csv)
-      std::cout << options.csv_header;
-    else
-      std::cout << kEmptyJson;
+    MakeWriter(options, &std::cout)->WriteEmptyResult();
     return FinishStandardOutput();
   }
 
   if (options.output_path.empty()) {
-    WriteDocument(options, filter, entries, std::cout);
+    WriteDocument(options, filter, entries, &std::cout);
     return FinishStandardOutput();
   }
   std::ofstream file;
@@ -191,7 +174,7 @@ int Run(int argc, char** argv) {
     ErrorLine("Failed to open file '" + options.output_path + "' for writing.");
     return -1;
   }
-  WriteDocument(options, filter, entries, file);
+  WriteDocument(options, filter, entries, &file);
   file.close();
   if (!file) {
     ErrorLine("Failed to write to '" + options.output_path + "'.");

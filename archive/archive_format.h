@@ -1,4 +1,7 @@
-// The byte format of ".rea" archive files, and the decoder of one record.
+// The byte format of ".rea" archive files, defined once and shared by the
+// record decoder (archive/record_decoder.h), the archive writer
+// (archive/archive_writer.h) and everything that shows a decoded value.
+// docs/archive-format.md describes the same format for users of other tools.
 //
 // A file is a sequence of records with no header; all numbers are big-endian.
 // The first byte tells the sort of record:
@@ -6,7 +9,7 @@
 //   0xFF            end mark: nothing after it is read.
 //   top bit set     day marker, 6 bytes:
 //                     0  u16  tag, exactly 0x8000
-//                     2  u32  day number since 2000-01-01, at most 0xFFFF
+//                     2  u32  day number since the time base, at most 0xFFFF
 //   top bit clear   item record:
 //                     0  u16  time of day, high 16 bits (bit 15 clear)
 //                     2  u32  time of day, low 32 bits (ns since midnight)
@@ -43,21 +46,141 @@
 // of the file is not read.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
+#include <utility>
+
+#include "core/time_base.h"
 
 namespace qorarc {
 
-inline constexpr int64_t kNanosPerDay = 86'400'000'000'000;
 inline constexpr uint8_t kEndMark = 0xFF;
 inline constexpr uint16_t kDayMarkerTag = 0x8000;
 inline constexpr uint32_t kMaxDayNumber = 0xFFFF;
+
+// Field offsets of a day marker and an item record.
+inline constexpr size_t kDayMarkerTagOffset = 0;
+inline constexpr size_t kDayMarkerDayOffset = 2;
+inline constexpr size_t kTimeHighOffset = 0;
+inline constexpr size_t kTimeLowOffset = 2;
+inline constexpr size_t kTypeOffset = 6;
+inline constexpr size_t kCountOffset = 7;
+inline constexpr size_t kIdOffset = 8;
+inline constexpr size_t kValueOffset = 10;
+inline constexpr size_t kStringLengthOffset = 10;
+inline constexpr size_t kStringTextOffset = 12;
+
+// Record and header sizes.
+inline constexpr size_t kDayMarkerBytes = 6;
+inline constexpr size_t kSystemRecordBytes = 8;    // time, type, count
+inline constexpr size_t kItemHeaderBytes = 10;     // and the ID
+inline constexpr size_t kStringHeaderBytes = 12;   // and the u16 length
 inline constexpr size_t kMaxValueBytes = 512;
 // The longest record the format allows: a string record of 32,767 bytes.
 inline constexpr size_t kMaxRecordBytes = 32767;
+// The time of day has 47 bits (bit 15 of the high half marks day markers).
+inline constexpr int64_t kMaxTimeOfDay = (int64_t{1} << 47) - 1;
+
 inline constexpr uint8_t kBadRecordType = 0x40;
 inline constexpr uint8_t kBadRecordCount = 4;
+
+// Value type codes that the format treats specially.
+inline constexpr int kSystemCode = 0;
+inline constexpr int kBoolCode = 1;
+inline constexpr int kStringCode = 12;
+inline constexpr int kBitArrayCode = 17;
+inline constexpr int kFirstArrayCode = 17;
+inline constexpr int kLastArrayCode = 27;
+inline constexpr int kAlarmWordCode = 31;
+// An array code holds elements of the scalar code this much lower.
+inline constexpr int kArrayCodeOffset = 16;
+
+enum class ValueShape { kNone, kScalar, kString, kArray, kInvalid };
+
+// What the value of a code is: none (system records and Bools), a scalar, a
+// string, an array, or nothing valid (13-16, 28-30).
+constexpr ValueShape ShapeOf(int code) {
+  if (code == kSystemCode || code == kBoolCode) return ValueShape::kNone;
+  if (code == kStringCode) return ValueShape::kString;
+  if (code == kAlarmWordCode || (code > kBoolCode && code < kStringCode)) return ValueShape::kScalar;
+  if (code >= kFirstArrayCode && code <= kLastArrayCode) return ValueShape::kArray;
+  return ValueShape::kInvalid;
+}
+
+constexpr bool IsValidCode(int code) { return ShapeOf(code) != ValueShape::kInvalid; }
+
+// Value bytes of one element: of a scalar, or of one element of the arrays
+// 18-27. 0 for every other code.
+constexpr size_t ElementSize(int code) {
+  // clang-format off
+  constexpr uint8_t kScalarSize[12] = {0, 0, 1, 2, 4, 2, 4, 4, 8, 8, 8, 2};
+  // clang-format on
+  if (code == kAlarmWordCode) return 4;
+  if (code > kBitArrayCode && code <= kLastArrayCode) return kScalarSize[code - kArrayCodeOffset];
+  if (code >= 0 && code < kStringCode) return kScalarSize[code];
+  return 0;
+}
+
+// Value bytes of an array record of `count` elements: ceil(count / 8) for a
+// bit array (32 when count is 0), count x element size for the others.
+constexpr size_t ArrayValueBytes(int code, uint8_t count) {
+  if (code == kBitArrayCode) return count == 0 ? 32 : (count + 7u) / 8u;
+  return ElementSize(code) * count;
+}
+
+// Arrays whose bytes are kept as stored rather than turned into host order:
+// bits, bytes and the unnamed 2-byte type.
+constexpr bool KeepsStoredOrder(int code) { return code == 17 || code == 18 || code == 27; }
+
+// Elements an item shows: the count byte for arrays, one for scalars,
+// strings and Bools, none for system records.
+constexpr int32_t ValueCount(int code, uint8_t count) {
+  if (code >= kFirstArrayCode) return code == kAlarmWordCode ? 1 : count;
+  return code == kSystemCode ? 0 : 1;
+}
+
+// Item kinds, used by the kind switches of the item filter.
+inline constexpr int32_t kKindOther = 0;      // log messages, arrays 25 to 27
+inline constexpr int32_t kKindEvent = 1;      // event with a non-zero count byte
+inline constexpr int32_t kKindEventZero = 2;  // event with a zero count byte
+inline constexpr int32_t kKindData = 4;       // data arrays 17 to 24
+
+// The kind of an item, from its value type code and count byte:
+//   - code 12 (strings) are log messages, left out by "--no-log";
+//   - codes 0 to 11 and 31 (system, value and alarm records) are events,
+//     left out by "--no-events";
+//   - codes 17 to 24 are data arrays, left out by "--no-data";
+//   - codes 25 to 27 are of kind 0 like log messages.
+constexpr int32_t ItemKindOf(int code, uint8_t count) {
+  if (code >= kFirstArrayCode && code <= 24) return kKindData;
+  if (code < kStringCode || code == kAlarmWordCode) return count != 0 ? kKindEvent : kKindEventZero;
+  return kKindOther;
+}
+
+// Big-endian numbers of any width through memcpy: records start at any
+// byte offset, so the bytes are never read through a cast pointer.
+template <typename T>
+T LoadBigEndian(const uint8_t* p) {
+  static_assert(sizeof(T) == 1 || sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8);
+  T v;
+  std::memcpy(&v, p, sizeof v);
+  if constexpr (sizeof(T) > 1 && std::endian::native == std::endian::little) {
+    if constexpr (sizeof(T) == 2) v = std::bit_cast<T>(__builtin_bswap16(std::bit_cast<uint16_t>(v)));
+    if constexpr (sizeof(T) == 4) v = std::bit_cast<T>(__builtin_bswap32(std::bit_cast<uint32_t>(v)));
+    if constexpr (sizeof(T) == 8) v = std::bit_cast<T>(__builtin_bswap64(std::bit_cast<uint64_t>(v)));
+  }
+  return v;
+}
+
+// The inverse of LoadBigEndian: n bytes of a host-order value of n bytes.
+inline void StoreBigEndian(const void* value, size_t n, uint8_t* out) {
+  std::memcpy(out, value, n);
+  if constexpr (std::endian::native == std::endian::little)
+    for (size_t i = 0; i < n / 2; ++i) std::swap(out[i], out[n - 1 - i]);
+}
 
 // One decoded item record. Fields a record does not use are zero.
 struct ArchiveItem {
@@ -78,37 +201,9 @@ struct ArchiveItem {
 
   int code() const { return type & 0x1F; }
   int state() const { return type >> 5; }
-  int64_t time_of_day() const {
-    return (int64_t{time_high} << 32) + time_low;
-  }
-  // Nanoseconds since 2000-01-01 00:00:00; 0 means "no time stamp".
+  int64_t time_of_day() const { return (int64_t{time_high} << 32) + time_low; }
+  // Nanoseconds since the time base; 0 means "no time stamp".
   int64_t timestamp() const { return int64_t{day} * kNanosPerDay + time_of_day(); }
 };
-
-enum class RecordStatus {
-  kItem,        // `item` holds a decoded item record
-  kDayMarker,   // `day` was updated
-  kEnd,         // end mark, or no bytes left
-  kTruncated,   // the record runs past the bytes given: read more, or, at the
-                // end of the file, call MarkBadRecord and stop
-  kBad,         // `item` holds the bad-record item; stop reading the file
-  kQuietEnd,    // overlong string whose length reads as a warning: stop quietly
-  kReadError,   // overlong string: stop and report a read error
-};
-
-struct DecodeResult {
-  RecordStatus status;
-  size_t length;  // bytes the record occupies (kItem, kDayMarker)
-};
-
-// Decodes the record at the start of data[0, size). `day` is the day number
-// in force; a day marker changes it, an item record copies it into `item`.
-// Never reads past data + size.
-DecodeResult DecodeRecord(const uint8_t* data, size_t size, uint16_t& day,
-                          ArchiveItem& item);
-
-// Turns `item` into the bad-record item for the record at data[0, size).
-void MarkBadRecord(const uint8_t* data, size_t size, uint16_t day,
-                   ArchiveItem& item);
 
 }  // namespace qorarc

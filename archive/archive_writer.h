@@ -62,29 +62,49 @@ class ArchiveBuilder {
   ArchiveBuilder& Bool(int64_t time_of_day, uint16_t id, uint8_t edge,
                        uint8_t count = 0);
 
-  ArchiveBuilder& Byte(int64_t time_of_day, uint16_t id, uint8_t value,
-                       uint8_t state = kDataState, uint8_t count = 0);
-  ArchiveBuilder& Short(int64_t time_of_day, uint16_t id, int16_t value,
-                        uint8_t state = kDataState, uint8_t count = 0);
-  ArchiveBuilder& Long(int64_t time_of_day, uint16_t id, int32_t value,
-                       uint8_t state = kDataState, uint8_t count = 0);
-  ArchiveBuilder& Word(int64_t time_of_day, uint16_t id, uint16_t value,
-                       uint8_t state = kDataState, uint8_t count = 0);
-  ArchiveBuilder& DWord(int64_t time_of_day, uint16_t id, uint32_t value,
-                        uint8_t state = kDataState, uint8_t count = 0);
-  ArchiveBuilder& Float(int64_t time_of_day, uint16_t id, float value,
-                        uint8_t state = kDataState, uint8_t count = 0);
-  ArchiveBuilder& Double(int64_t time_of_day, uint16_t id, double value,
-                         uint8_t state = kDataState, uint8_t count = 0);
+  // Scalars of the codes 2 to 11, by their type names.
+  ArchiveBuilder& Byte(int64_t t, uint16_t id, uint8_t v, uint8_t state = kDataState,
+                       uint8_t count = 0) {
+    return Scalar(2, t, id, &v, sizeof v, state, count);
+  }
+  ArchiveBuilder& Short(int64_t t, uint16_t id, int16_t v, uint8_t state = kDataState,
+                        uint8_t count = 0) {
+    return Scalar(3, t, id, &v, sizeof v, state, count);
+  }
+  ArchiveBuilder& Long(int64_t t, uint16_t id, int32_t v, uint8_t state = kDataState,
+                       uint8_t count = 0) {
+    return Scalar(4, t, id, &v, sizeof v, state, count);
+  }
+  ArchiveBuilder& Word(int64_t t, uint16_t id, uint16_t v, uint8_t state = kDataState,
+                       uint8_t count = 0) {
+    return Scalar(5, t, id, &v, sizeof v, state, count);
+  }
+  ArchiveBuilder& DWord(int64_t t, uint16_t id, uint32_t v, uint8_t state = kDataState,
+                        uint8_t count = 0) {
+    return Scalar(6, t, id, &v, sizeof v, state, count);
+  }
+  ArchiveBuilder& Float(int64_t t, uint16_t id, float v, uint8_t state = kDataState,
+                        uint8_t count = 0) {
+    return Scalar(7, t, id, &v, sizeof v, state, count);
+  }
+  ArchiveBuilder& Double(int64_t t, uint16_t id, double v, uint8_t state = kDataState,
+                         uint8_t count = 0) {
+    return Scalar(8, t, id, &v, sizeof v, state, count);
+  }
   // Code 9, the unnamed 8-byte type.
-  ArchiveBuilder& Time(int64_t time_of_day, uint16_t id, uint64_t value,
-                       uint8_t state = kDataState, uint8_t count = 0);
-  ArchiveBuilder& Large(int64_t time_of_day, uint16_t id, int64_t value,
-                        uint8_t state = kDataState, uint8_t count = 0);
+  ArchiveBuilder& Time(int64_t t, uint16_t id, uint64_t v, uint8_t state = kDataState,
+                       uint8_t count = 0) {
+    return Scalar(9, t, id, &v, sizeof v, state, count);
+  }
+  ArchiveBuilder& Large(int64_t t, uint16_t id, int64_t v, uint8_t state = kDataState,
+                        uint8_t count = 0) {
+    return Scalar(10, t, id, &v, sizeof v, state, count);
+  }
   // Code 11, the unnamed 2-byte type.
-  ArchiveBuilder& Error(int64_t time_of_day, uint16_t id, uint16_t value,
-                        uint8_t state = kDataState, uint8_t count = 0);
-
+  ArchiveBuilder& Error(int64_t t, uint16_t id, uint16_t v, uint8_t state = kDataState,
+                        uint8_t count = 0) {
+    return Scalar(11, t, id, &v, sizeof v, state, count);
+  }
   // Log string (code 12); the count byte carries the level code (25 is
   // "Core Warning"), the state code the log class. Texts up to 65,535 bytes
   // are written, so overlong records can be made too.
@@ -111,7 +131,7 @@ class ArchiveBuilder {
     static_assert(sizeof(T) == 1 || sizeof(T) == 2 || sizeof(T) == 4 ||
                   sizeof(T) == 8);
     ArrayHeader(code, sizeof(T), time_of_day, id, values.size(), state);
-    for (const T& v : values) Put(&v, sizeof(T));
+    for (const T& v : values) PutBigEndian(&v, sizeof(T));
     return *this;
   }
 
@@ -133,12 +153,13 @@ class ArchiveBuilder {
                          uint8_t count);
   void ArrayHeader(uint8_t code, size_t element_size, int64_t time_of_day,
                    uint16_t id, size_t n, uint8_t state);
-  void Put16(uint16_t v);
-  void Put32(uint32_t v);
-  void Put64(uint64_t v);
+  // Appends a host-order number big-endian.
+  template <typename T>
+  void Put(T v) {
+    PutBigEndian(&v, sizeof v);
+  }
   // Appends a host-order value of `size` bytes (1, 2, 4 or 8) big-endian.
-  void Put(const void* value, size_t size);
-
+  void PutBigEndian(const void* value, size_t size);
   std::string bytes_;
 };
 

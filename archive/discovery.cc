@@ -4,10 +4,10 @@
 #include <chrono>
 #include <system_error>
 
-#include "app/messages.h"
-#include "archive/archive_format.h"
-#include "export/json_writer.h"
-#include "export/text_format.h"
+#include "core/errors.h"
+#include "core/messages.h"
+#include "core/time_base.h"
+#include "core/timestamp_parser.h"
 
 namespace qorarc {
 namespace fs = std::filesystem;
@@ -16,8 +16,7 @@ namespace {
 
 // Parses a time text; a warning-class result counts as success.
 bool Parse(const std::string& text, int64_t* timestamp) {
-  int code = ParseTimestamp(text, timestamp);
-  return TimestampAccepted(code);
+  return IsAccepted(ParseTimestamp(text, timestamp));
 }
 
 // The name must parse and reach the from-time with its end and the
@@ -42,21 +41,14 @@ bool MonthMeetsSpan(const ItemFilter& filter, const std::string& name) {
   bool parsed = Parse(name + "-01 00:00:00.000000000", &start);
   if (filter.has_from()) {
     if (!parsed) return false;
-    using namespace std::chrono;
-    year_month_day day{sys_days{2000y / January / 1} + days{start / kNanosPerDay}};
-    year_month next = year_month{day.year(), day.month()} + months{1};
-    int64_t next_start =
-        (sys_days{next / 1} - sys_days{2000y / January / 1}).count() * kNanosPerDay;
+    const std::chrono::year_month_day day = DateOfDay(DayOf(start));
+    const std::chrono::year_month next =
+        std::chrono::year_month{day.year(), day.month()} + std::chrono::months{1};
+    const int64_t next_start = DayNumberOf(next / 1) * kNanosPerDay;
     if (next_start <= filter.from_time) return false;
   }
   if (filter.has_until() && !(parsed && start <= filter.until_time)) return false;
   return true;
-}
-
-std::string Trimmed(std::string text) {
-  size_t first = text.find_first_not_of(" \t");
-  size_t last = text.find_last_not_of(" \t");
-  return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
 }
 
 void ReportUnexpected(const fs::path& path) {
@@ -103,11 +95,11 @@ std::vector<fs::path> Subdirectories(const std::vector<fs::path>& parents, Keep 
 }  // namespace
 
 bool ExamineFile(const ItemFilter& filter, bool single_file, const fs::path& path,
-                 ArchiveFileEntry& entry) {
+                 ArchiveFileEntry* entry) {
   if (path.extension() != ".rea") return false;
   std::string stem = path.stem().string();
   if (single_file) {
-    entry = {path.string(), stem, "", 0};
+    *entry = {path.string(), stem, "", 0};
     return true;
   }
   size_t underscore = stem.find('_');
@@ -119,12 +111,12 @@ bool ExamineFile(const ItemFilter& filter, bool single_file, const fs::path& pat
   int64_t day_start = 0;
   if (!Parse(date, &day_start)) return false;
   if (!MeetsSpan(filter, date + " 00:00:00.000000000", date + " 23:59:59.999999999")) return false;
-  entry = {path.string(), std::move(stem), std::move(name), day_start};
+  *entry = {path.string(), std::move(stem), std::move(name), day_start};
   return true;
 }
 
 int Discover(const ItemFilter& filter, const std::string& input_path,
-             std::vector<ArchiveFileEntry>& entries) {
+             std::vector<ArchiveFileEntry>* entries) {
   std::error_code ec;
   fs::file_status status = fs::status(input_path, ec);
   if (!fs::exists(status)) {
@@ -133,7 +125,7 @@ int Discover(const ItemFilter& filter, const std::string& input_path,
   }
   if (fs::is_regular_file(status)) {
     ArchiveFileEntry entry;
-    if (ExamineFile(filter, true, input_path, entry)) entries.push_back(std::move(entry));
+    if (ExamineFile(filter, true, input_path, &entry)) entries->push_back(std::move(entry));
     return 0;
   }
   if (!fs::is_directory(status)) {
@@ -153,13 +145,13 @@ int Discover(const ItemFilter& filter, const std::string& input_path,
       ArchiveFileEntry file;
       if (!IsRegularFile(entry))
         ReportUnexpected(path);
-      else if (ExamineFile(filter, false, path, file))
-        entries.push_back(std::move(file));
+      else if (ExamineFile(filter, false, path, &file))
+        entries->push_back(std::move(file));
     }
   }
   // Days ascending; files of one day by path, so that the order does not
   // depend on the platform's listing order.
-  std::sort(entries.begin(), entries.end(),
+  std::sort(entries->begin(), entries->end(),
             [](const ArchiveFileEntry& a, const ArchiveFileEntry& b) {
               return a.day_start != b.day_start ? a.day_start < b.day_start : a.path < b.path;
             });
@@ -176,21 +168,6 @@ ArchiveSpans CollectSpans(const std::vector<ArchiveFileEntry>& entries) {
     }
   }
   return archives;
-}
-
-void WriteScanList(JsonWriter& writer, const ArchiveSpans& archives) {
-  writer.startArray();
-  for (const auto& [name, span] : archives) {
-    writer.startObject();
-    writer.writeString("name");
-    writer.writeString(name);
-    writer.writeString("first_date");
-    writer.writeString(Trimmed(TimestampText(span.first)));
-    writer.writeString("last_date");
-    writer.writeString(Trimmed(TimestampText(span.second)));
-    writer.endObject();
-  }
-  writer.endArray();
 }
 
 }  // namespace qorarc

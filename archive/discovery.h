@@ -9,11 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "app/item_filter.h"
+#include "archive/item_filter.h"
 
 namespace qorarc {
-
-class JsonWriter;
 
 struct ArchiveFileEntry {
   std::string path;
@@ -22,24 +20,22 @@ struct ArchiveFileEntry {
   int64_t day_start = 0;  // the file's day at 00:00:00
 };
 
-// Fills `entries` with the files of the filter's archive (any archive when
+// Fills `*entries` with the files of the filter's archive (any archive when
 // the name is empty) whose day meets the filter's time span, sorted by day.
 // Returns 0, or -1 after an error line when the input path does not exist or
 // is neither a directory nor a regular file.
 int Discover(const ItemFilter& filter, const std::string& input_path,
-             std::vector<ArchiveFileEntry>& entries);
+             std::vector<ArchiveFileEntry>* entries);
 
-// Decides whether one file belongs to the export; fills `entry` when it does.
+// Decides whether one file belongs to the export; fills `*entry` when it does.
 // A single file given as the input is accepted by its extension alone.
 bool ExamineFile(const ItemFilter& filter, bool single_file, const std::filesystem::path& path,
-                 ArchiveFileEntry& entry);
+                 ArchiveFileEntry* entry);
 
-// Archive name -> (first day_start, last day_start), ordered by name.
+// Archive name -> (first day_start, last day_start), ordered by name: what
+// the scan lists.
 using ArchiveSpans = std::map<std::string, std::pair<int64_t, int64_t>>;
 
 ArchiveSpans CollectSpans(const std::vector<ArchiveFileEntry>& entries);
-
-// Writes the scan listing: an array of {"name", "first_date", "last_date"}.
-void WriteScanList(JsonWriter& writer, const ArchiveSpans& archives);
 
 }  // namespace qorarc

@@ -1,56 +1,61 @@
-// The export loop: reads archive files front to back through a sliding
-// buffer, decodes their records and hands the items that pass the filter to
-// a writer.
+// AReadState, the export loop: reads archive files front to back through a
+// sliding buffer, decodes their records and hands every item, and what it
+// has to say about the files, to an ItemSink that the caller passes in. It
+// knows neither the filter's decisions nor the writers.
 #pragma once
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "app/item_filter.h"
 #include "archive/archive_format.h"
 #include "archive/discovery.h"
 
 namespace qorarc {
 
-class Writer;
-
-// Stops counting items past the limit with "--item-total-count" here.
-inline constexpr int32_t kMaxTotalCount = 99'999;
+// Receives what the export loop reads, in the manner of a corruption
+// reporter: one narrow interface for items and for the loop's messages.
+class ItemSink {
+ public:
+  virtual ~ItemSink();
+  // Asked before every record: true ends the whole export.
+  virtual bool Done() const = 0;
+  // A file is about to be read (also when it then cannot be opened).
+  virtual void FileStarted(const std::string& path) = 0;
+  // One decoded item, or the bad-record item that ends a damaged file.
+  // Returns false to stop reading this file.
+  virtual bool Item(const ArchiveItem& item) = 0;
+  // The file could not be read to its end: a bad record that was taken, or
+  // an overlong string record.
+  virtual void Corruption(const std::string& path) = 0;
+};
 
 class AReadState {
  public:
-  // `count_all`: go on counting items past the filter's limit (up to
-  // kMaxTotalCount). `capacity` is the read buffer's size; it must hold the
-  // longest record.
-  AReadState(const ItemFilter* filter, bool count_all, size_t capacity = kDefaultCapacity);
+  // `capacity` is the read buffer's size; it is raised to hold two of the
+  // longest records.
+  explicit AReadState(size_t capacity = kDefaultCapacity);
   virtual ~AReadState();
   AReadState(const AReadState&) = delete;
   AReadState& operator=(const AReadState&) = delete;
 
-  // Reads every file in order and returns the number of items that passed
-  // the filter (written or, past the limit, only counted).
-  int32_t Export(Writer& writer, const std::vector<ArchiveFileEntry>& files);
+  // Reads every file in order, handing what it finds to `*sink`, until the
+  // files end or the sink is done.
+  void Export(const std::vector<ArchiveFileEntry>& files, ItemSink* sink);
 
   static constexpr size_t kDefaultCapacity = 256 * 1024;
 
  private:
   enum class FileEnd { kNext, kStopAll };
 
-  FileEnd ExportFile(Writer& writer, const std::string& path);
+  FileEnd ExportFile(const std::string& path, ItemSink* sink);
   bool Open(const std::string& path);
   void Close();
   // Moves the unread bytes to the front and reads more behind them.
   void Refill();
-  bool LimitReached() const;
-  // Applies the filter to one item and writes it; false ends the file.
-  bool Process(const ArchiveItem& item, Writer& writer);
 
-  const ItemFilter* filter_;
-  bool count_all_;
   std::unique_ptr<uint8_t[]> buffer_;
   size_t capacity_;
   size_t valid_ = 0;
@@ -58,19 +63,7 @@ class AReadState {
   int fd_ = -1;
   bool at_eof_ = true;
   uint16_t day_ = 0;
-  int32_t count_ = 0;
   ArchiveItem item_;
-  // Class and type texts by type byte, looked up once at construction
-  // rather than per item.
-  struct RecordTexts {
-    std::string_view class_name;
-    std::string_view type_name;
-  };
-  std::array<RecordTexts, 256> record_texts_;
-  // The date text changes only with the day: kept between items.
-  int64_t date_day_ = INT64_MIN;
-  char date_text_[32] = {};
-  size_t date_size_ = 0;
 };
 
 }  // namespace qorarc

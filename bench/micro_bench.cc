@@ -10,11 +10,13 @@
 #include <vector>
 
 #include "archive/archive_format.h"
+#include "archive/record_decoder.h"
 #include "archive/archive_writer.h"
 #include "export/csv_writer.h"
 #include "export/export_item.h"
 #include "export/json_writer.h"
-#include "export/text_format.h"
+#include "export/real_text.h"
+#include "export/time_text.h"
 
 namespace qorarc {
 namespace {
@@ -58,7 +60,7 @@ void BM_DecodeRecord(benchmark::State& state) {
     uint16_t day = 0;
     size_t position = 0;
     for (;;) {
-      const DecodeResult result = DecodeRecord(data + position, bytes.size() - position, day, item);
+      const DecodeResult result = DecodeRecord(data + position, bytes.size() - position, &day, &item);
       if (result.status == RecordStatus::kEnd) break;
       if (result.status == RecordStatus::kItem) ++items;
       position += result.length;
@@ -127,29 +129,27 @@ ExportItem SampleItem(int64_t which) {
   ExportItem item;
   item.date = "2019-12-30";
   item.time = "12:34:56.789012";
-  item.typeName = "data";
-  item.valueCount = 1;
+  item.type_name = "data";
+  item.value_count = 1;
   item.value.payload = reinterpret_cast<const uint8_t*>(kReals);
   switch (which) {
     case 0:
-      item.className = "AlDouble";
+      item.class_name = "AlDouble";
       item.id = 100;
       item.value.code = 8;
       break;
     case 1:
-      item.kind = kKindData;
-      item.className = "GrDouble";
+      item.class_name = "GrDouble";
       item.id = 400;
-      item.valueCount = 5;
+      item.value_count = 5;
       item.value.code = 24;
       break;
     default:
-      item.className = "AlString";
-      item.typeName = "Norm";
+      item.class_name = "AlString";
+      item.type_name = "Norm";
       item.level = "Core Info";
       item.id = 902;
       item.value.code = 12;
-      item.value.has_text = true;
       item.value.text = "Pump 7 started";
       break;
   }
@@ -167,7 +167,7 @@ void WriteItems(benchmark::State& state, Writer& writer) {
 void BM_JsonItem(benchmark::State& state) {
   NullBuffer discard;
   std::ostream out(&discard);
-  JsonWriter writer(&out, false);
+  CompactJsonWriter writer(&out, false);
   WriteItems(state, writer);
 }
 BENCHMARK(BM_JsonItem)->DenseRange(0, 2);
@@ -175,7 +175,7 @@ BENCHMARK(BM_JsonItem)->DenseRange(0, 2);
 void BM_PrettyJsonItem(benchmark::State& state) {
   NullBuffer discard;
   std::ostream out(&discard);
-  JsonWriter writer(&out, true);
+  PrettyJsonWriter writer(&out, false);
   WriteItems(state, writer);
 }
 BENCHMARK(BM_PrettyJsonItem)->DenseRange(0, 2);

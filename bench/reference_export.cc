@@ -26,20 +26,18 @@
 #include <vector>
 
 #include "archive/archive_format.h"
+#include "archive/record_decoder.h"
 #include "export/export_item.h"
-#include "export/text_format.h"
+#include "export/real_text.h"
+#include "export/record_texts.h"
+#include "export/time_text.h"
 
 namespace qorarc {
 namespace {
 
-constexpr int64_t kNanosPerSecond = 1'000'000'000;
-
 std::string DateOf(int64_t timestamp) {
   if (timestamp == 0) return "---";
-  int64_t day = timestamp / kNanosPerDay;
-  if (timestamp % kNanosPerDay < 0) --day;
-  using namespace std::chrono;
-  const year_month_day date{sys_days{year{2000} / January / 1} + days{day}};
+  const std::chrono::year_month_day date = DateOfDay(DayOf(timestamp));
   char text[32];
   std::snprintf(text, sizeof text, "%4i%c%02i%c%02i", static_cast<int>(date.year()), '-',
                 static_cast<int>(static_cast<unsigned>(date.month())), '-',
@@ -60,12 +58,6 @@ std::string TimeOf(int64_t timestamp) {
   return text;
 }
 
-int32_t ValueCount(const ArchiveItem& item) {
-  if (item.code() == 31) return 1;
-  if (item.code() >= 17) return item.count;
-  return item.code() == 0 ? 0 : 1;
-}
-
 std::string TextOf(const ArchiveItem& item) {
   if (item.code() == 12) return std::string(item.text.c_str());  // up to the first NUL
   if (item.code() < 17) return "UNKNOWN ALARM!";
@@ -73,7 +65,7 @@ std::string TextOf(const ArchiveItem& item) {
 }
 
 ItemValue ValueOf(const ArchiveItem& item) {
-  return ItemValue{static_cast<uint8_t>(item.code()), item.value, item.code() == 12, item.text};
+  return ItemValue{static_cast<uint8_t>(item.code()), item.value, item.text};
 }
 
 // The item's JSON object through RapidJSON's writer interface.
@@ -96,11 +88,11 @@ void WriteJsonItem(Json& json, const ArchiveItem& item) {
     json.Key("level");
     json.String(std::string(LevelText(item.count)).c_str());
   }
-  const int32_t count = ValueCount(item);
+  const int32_t count = ValueCount(item.code(), item.count);
   if (count > 0) {
     json.Key("values");
     json.StartArray();
-    switch (CategoryOf(value)) {
+    switch (CategoryOf(value.code)) {
       case ValueCategory::kNone:
         break;
       case ValueCategory::kText:
@@ -141,9 +133,9 @@ std::string CsvLine(const ArchiveItem& item) {
       item.code() == 12 ? std::string(LevelText(item.count)) : "",
       std::to_string(item.code() == 0 ? -1 : item.id),
   };
-  const int32_t count = ValueCount(item);
+  const int32_t count = ValueCount(item.code(), item.count);
   for (int i = 0; i < count; ++i) {
-    switch (CategoryOf(value)) {
+    switch (CategoryOf(value.code)) {
       case ValueCategory::kNone:
         cells.push_back("");
         break;
@@ -180,7 +172,7 @@ void ForEachItem(const std::string& path, Each each) {
   ArchiveItem item;
   for (;;) {
     const DecodeResult result =
-        DecodeRecord(bytes.data() + position, bytes.size() - position, day, item);
+        DecodeRecord(bytes.data() + position, bytes.size() - position, &day, &item);
     switch (result.status) {
       case RecordStatus::kItem:
         each(item);

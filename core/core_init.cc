@@ -109,7 +109,7 @@ int RegisterCore() {
   if (result < 0) return result;
 
   result = RegisterModule("PSEUDO");
-  if (result < 0 && !IsWarning(static_cast<int16_t>(result))) return result;
+  if (!IsAccepted(result)) return result;
 
   Stage("Initializing Pseudoblocks\n");
   result = RegisterAll(CoreClassGroup::kPseudoBlock);

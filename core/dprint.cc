@@ -9,6 +9,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "core/time_base.h"
+
 namespace qorarc {
 
 namespace {
@@ -23,10 +25,9 @@ FILE* g_log_file = nullptr;
 constexpr char kTruncatedMarker[] = " ... [TRUNCATED]";
 constexpr char kEncodingError[] = "dPrint encountered an encoding error";
 
-// Seconds from 1970-01-01 to 2000-01-01, both UTC.
-constexpr int64_t kUnixSecondsAt2000 = 946684800;
-constexpr int64_t kNanosecondsPerSecond = 1000000000;
-constexpr int64_t kSecondsPerDay = 86400;
+// Seconds from 1970-01-01 to the time base, both UTC.
+constexpr int64_t kUnixSecondsAtTimeBase =
+    std::chrono::duration_cast<std::chrono::seconds>(kTimeBase.time_since_epoch()).count();
 
 // Only called for a level with a bit in the operating-system or core field,
 // so one of the four severities is always set.
@@ -35,33 +36,6 @@ const char* SeverityPrefix(uint32_t level) {
   if (level & kSeverityWarning) return "[WARNING] ";
   if (level & kSeverityInfo) return "[ INFO  ] ";
   return "[VERBOSE] ";
-}
-
-int64_t FloorDivide(int64_t value, int64_t divisor) {
-  int64_t quotient = value / divisor;
-  return (value % divisor < 0) ? quotient - 1 : quotient;
-}
-
-struct CivilDate {
-  int year;
-  int month;
-  int day;
-};
-
-// Proleptic Gregorian date of a day counted from 1970-01-01, exact for any
-// day (eras of 400 years, years starting on 1 March).
-CivilDate CivilFromDays(int64_t days) {
-  days += 719468;
-  int64_t era = FloorDivide(days, 146097);
-  int64_t day_of_era = days - era * 146097;
-  int64_t year_of_era =
-      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
-  int64_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-  int64_t month_index = (5 * day_of_year + 2) / 153;  // 0 is March
-  int day = static_cast<int>(day_of_year - (153 * month_index + 2) / 5 + 1);
-  int month = static_cast<int>(month_index < 10 ? month_index + 3 : month_index - 9);
-  int64_t year = year_of_era + era * 400 + (month <= 2 ? 1 : 0);
-  return {static_cast<int>(year), month, day};
 }
 
 }  // namespace
@@ -92,17 +66,18 @@ void FormatDiagnostic(char* buffer, const char* format, va_list args) {
 }
 
 size_t FormatLogTimestamp(int64_t nanoseconds, char* buffer) {
-  int64_t seconds = FloorDivide(nanoseconds, kNanosecondsPerSecond);
-  int64_t fraction = nanoseconds - seconds * kNanosecondsPerSecond;
-  int64_t days = FloorDivide(seconds, kSecondsPerDay);
-  int64_t second_of_day = seconds - days * kSecondsPerDay;
-  CivilDate date = CivilFromDays(days + kUnixSecondsAt2000 / kSecondsPerDay);
+  int64_t seconds = FloorDiv(nanoseconds, kNanosPerSecond);
+  int64_t fraction = nanoseconds - seconds * kNanosPerSecond;
+  int64_t days = DayOf(nanoseconds);
+  int64_t second_of_day = seconds - days * (kNanosPerDay / kNanosPerSecond);
+  const std::chrono::year_month_day date = DateOfDay(days);
   int hour = static_cast<int>(second_of_day / 3600);
   int minute = static_cast<int>(second_of_day / 60 % 60);
   double second = static_cast<double>(second_of_day % 60) +
-                  static_cast<double>(fraction) / kNanosecondsPerSecond;
+                  static_cast<double>(fraction) / kNanosPerSecond;
   int length = std::snprintf(buffer, kLogTimestampSize, "%4i%c%02i%c%02i %02i%c%02i%c%0*.*f",
-                             date.year, '-', date.month, '-', date.day, hour, ':', minute, ':', 6,
+                             static_cast<int>(date.year()), '-', static_cast<int>(static_cast<unsigned>(date.month())), '-',
+                             static_cast<int>(static_cast<unsigned>(date.day())), hour, ':', minute, ':', 6,
                              3, second);
   return length < 0 ? 0 : std::min(static_cast<size_t>(length), kLogTimestampSize - 1);
 }
@@ -159,7 +134,7 @@ void vdPrint(uint32_t level, const char* format, va_list args) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     char stamp[kLogTimestampSize];
-    FormatLogTimestamp((now.tv_sec - kUnixSecondsAt2000) * kNanosecondsPerSecond + now.tv_nsec,
+    FormatLogTimestamp((now.tv_sec - kUnixSecondsAtTimeBase) * kNanosPerSecond + now.tv_nsec,
                        stamp);
     std::fprintf(g_log_file, "%s %s%s%s", stamp, prefixes.source, prefixes.severity, text);
     std::fflush(g_log_file);

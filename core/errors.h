@@ -26,6 +26,9 @@ inline constexpr size_t kErrorTextSize = 128;
 // -1..-99. Such results may be tolerated by the caller.
 bool IsWarning(int16_t code);
 
+// True when a result counts as success: 0 or above, or a warning.
+inline bool IsAccepted(int code) { return code >= 0 || IsWarning(static_cast<int16_t>(code)); }
+
 // Registers the messages of all result codes in the resource-string table,
 // at slot 1 - code. Called once per process by the first core start.
 void RegisterErrorMessages();

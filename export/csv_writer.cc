@@ -5,7 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "export/text_format.h"
+#include "archive/archive_format.h"
+#include "export/real_text.h"
 
 namespace qorarc {
 namespace {
@@ -34,8 +35,8 @@ char DelimiterChar(int32_t kind) {
 // and the export goes on. Any other code that reaches here is a scalar
 // without a text form.
 std::string_view ValueText(const ItemValue& value) {
-  if (value.code == 12) return CutAtNul(value.text);
-  if (value.code >= 13 && value.code <= 30) return {};
+  if (value.code == kStringCode) return CutAtNul(value.text);
+  if (IsTextWithoutForm(value.code)) return {};
   return "UNKNOWN ALARM!";
 }
 
@@ -68,80 +69,80 @@ char* WriteValueCell(char* out, const ItemValue& value, ValueCategory category,
 // columns before the values take one reservation together.
 void WriteWholeLine(PendingText& pending, char delimiter, const ExportItem& item,
                     ValueCategory category) {
-  char* out = pending.reserve(item.date.size() + item.time.size() + item.className.size() +
-                              item.typeName.size() + item.level.size() + kIdCellSize + 5);
+  char* out = pending.Reserve(item.date.size() + item.time.size() + item.class_name.size() +
+                              item.type_name.size() + item.level.size() + kIdCellSize + 5);
   out = CopyText(out, item.date);
   *out++ = delimiter;
   out = CopyText(out, item.time);
   *out++ = delimiter;
-  out = CopyText(out, item.className);
+  out = CopyText(out, item.class_name);
   *out++ = delimiter;
-  out = CopyText(out, item.typeName);
+  out = CopyText(out, item.type_name);
   *out++ = delimiter;
   out = CopyText(out, item.level);
   *out++ = delimiter;
   out = std::to_chars(out, out + kIdCellSize, item.id).ptr;
-  pending.setEnd(out);
+  pending.SetEnd(out);
 
-  const std::string_view valueText =
+  const std::string_view value_text =
       category == ValueCategory::kText ? ValueText(item.value) : std::string_view();
-  const size_t valueRoom = category == ValueCategory::kText ? valueText.size() : kNumberCellSize;
-  for (int32_t k = 0; k < item.valueCount; ++k) {
-    out = pending.reserve(1 + valueRoom);
+  const size_t value_room = category == ValueCategory::kText ? value_text.size() : kNumberCellSize;
+  for (int32_t k = 0; k < item.value_count; ++k) {
+    out = pending.Reserve(1 + value_room);
     *out++ = delimiter;
-    out = WriteValueCell(out, item.value, category, valueText, k);
-    pending.setEnd(out);
+    out = WriteValueCell(out, item.value, category, value_text, k);
+    pending.SetEnd(out);
   }
-  out = pending.reserve(1);
+  out = pending.Reserve(1);
   *out++ = '\n';
-  pending.setEnd(out);
+  pending.SetEnd(out);
 }
 
 }  // namespace
 
-CsvWriter::CsvWriter(std::ostream* out, std::string header,
-                     std::vector<ColumnRange> columnFilter, int32_t delimiter)
+CsvWriter::CsvWriter(std::ostream* out, std::string header, std::vector<IdRange> column_filter,
+                     int32_t delimiter)
     : Writer(out),
       header_(std::move(header)),
-      columnFilter_(std::move(columnFilter)),
+      column_filter_(std::move(column_filter)),
       delimiter_(DelimiterChar(delimiter)) {}
 
 void CsvWriter::beginDocument() {
   if (header_.empty()) return;
-  char* out = CopyText(pending_.reserve(header_.size() + 1), header_);
+  char* out = CopyText(pending_.Reserve(header_.size() + 1), header_);
   *out++ = '\n';
-  pending_.setEnd(out);
+  pending_.SetEnd(out);
 }
 
-bool CsvWriter::selected(int64_t column) const {
-  for (const ColumnRange& range : columnFilter_) {
+bool CsvWriter::Selected(int64_t column) const {
+  for (const IdRange& range : column_filter_) {
     if (range.first <= column && column <= range.last) return true;
   }
   return false;
 }
 
 void CsvWriter::writeItem(const ExportItem& item) {
-  const ValueCategory category = CategoryOf(item.value);
-  if (columnFilter_.empty() && item.valueCount >= 0) {
+  const ValueCategory category = CategoryOf(item.value.code);
+  if (column_filter_.empty() && item.value_count >= 0) {
     WriteWholeLine(pending_, delimiter_, item, category);
   } else {
     // Column by column, as the filter selects them.
-    const std::string_view texts[5] = {item.date, item.time, item.className, item.typeName,
+    const std::string_view texts[5] = {item.date, item.time, item.class_name, item.type_name,
                                        item.level};
-    const std::string_view valueText =
+    const std::string_view value_text =
         category == ValueCategory::kText ? ValueText(item.value) : std::string_view();
-    const size_t valueRoom =
-        category == ValueCategory::kText ? valueText.size() : kNumberCellSize;
-    const bool filtered = !columnFilter_.empty();
+    const size_t value_room =
+        category == ValueCategory::kText ? value_text.size() : kNumberCellSize;
+    const bool filtered = !column_filter_.empty();
     // 64 bits: a value count near the 32-bit limit must not wrap.
-    const int64_t last = int64_t{item.valueCount} + 5;
+    const int64_t last = int64_t{item.value_count} + 5;
 
     bool first = true;
     for (int64_t column = 0; column <= last; ++column) {
-      if (filtered && !selected(column)) continue;
+      if (filtered && !Selected(column)) continue;
       const size_t room =
-          column < 5 ? texts[column].size() : column == 5 ? kIdCellSize : valueRoom;
-      char* out = pending_.reserve(1 + room);
+          column < 5 ? texts[column].size() : column == 5 ? kIdCellSize : value_room;
+      char* out = pending_.Reserve(1 + room);
       if (!first) *out++ = delimiter_;
       first = false;
       if (column < 5) {
@@ -149,19 +150,24 @@ void CsvWriter::writeItem(const ExportItem& item) {
       } else if (column == 5) {
         out = std::to_chars(out, out + kIdCellSize, item.id).ptr;
       } else {
-        out = WriteValueCell(out, item.value, category, valueText, static_cast<int>(column - 6));
+        out = WriteValueCell(out, item.value, category, value_text, static_cast<int>(column - 6));
       }
-      pending_.setEnd(out);
+      pending_.SetEnd(out);
     }
-    char* out = pending_.reserve(1);
+    char* out = pending_.Reserve(1);
     *out++ = '\n';
-    pending_.setEnd(out);
+    pending_.SetEnd(out);
   }
   // CSV pieces go out without a stream flush: the stream's own buffering
   // decides, and endDocument() flushes.
-  if (pending_.pieceReady()) pending_.writeTo(out_);
+  if (pending_.PieceReady()) pending_.WriteTo(out_);
 }
 
-void CsvWriter::endDocument() { flush(); }
+void CsvWriter::endDocument(int32_t /*total*/) { flush(); }
+
+void CsvWriter::WriteEmptyResult() {
+  pending_.SetEnd(CopyText(pending_.Reserve(header_.size()), header_));
+  flush();
+}
 
 }  // namespace qorarc

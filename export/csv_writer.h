@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "archive/item_filter.h"
 #include "export/export_item.h"
 #include "export/writer.h"
 
@@ -15,32 +16,28 @@ namespace qorarc {
 // Values other than these act as kComma.
 enum DelimiterKind : int32_t { kComma = 0, kSemicolon = 1, kSpace = 2, kTab = 3 };
 
-// Columns first to last, both included.
-struct ColumnRange {
-  int32_t first;
-  int32_t last;
-};
-
 // Columns of a line: 0 date, 1 time, 2 class, 3 type, 4 level, 5 ID, then
 // 6 + k for value element k, so lines of different items may differ in length.
 class CsvWriter : public Writer {
  public:
   // header: written as given, followed by a line feed, unless empty.
-  // columnFilter: the columns to keep, in the numbering above; empty keeps
+  // column_filter: the columns to keep, in the numbering above; empty keeps
   // every column.
-  CsvWriter(std::ostream* out, std::string header, std::vector<ColumnRange> columnFilter,
+  CsvWriter(std::ostream* out, std::string header, std::vector<IdRange> column_filter,
             int32_t delimiter);
 
   void beginDocument() override;
   void writeItem(const ExportItem& item) override;
-  // Flushes; a CSV text has nothing after its last line.
-  void endDocument() override;
+  // Flushes; a CSV text has nothing after its last line, and no total.
+  void endDocument(int32_t total) override;
+  // The header as given, without a line feed.
+  void WriteEmptyResult() override;
 
  private:
-  bool selected(int64_t column) const;
+  bool Selected(int64_t column) const;
 
   std::string header_;
-  std::vector<ColumnRange> columnFilter_;
+  std::vector<IdRange> column_filter_;
   char delimiter_;
 };
 

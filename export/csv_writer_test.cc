@@ -26,20 +26,20 @@ const uint8_t kBits[] = {0xA5, 0x02};  // bits 0 to 9: 1010010101
 const uint8_t kZeros[8] = {};
 
 ItemValue Value(uint8_t code, const void* payload) {
-  return ItemValue{code, static_cast<const uint8_t*>(payload), false, {}};
+  return ItemValue{code, static_cast<const uint8_t*>(payload), {}};
 }
 
-ItemValue Text(std::string_view text) { return ItemValue{12, kZeros, true, text}; }
+ItemValue Text(std::string_view text) { return ItemValue{12, kZeros, text}; }
 
 // 2021-03-04,05:06:07.123456,GrDouble,data,,12,1.5,-2.0
 ExportItem Item(int32_t valueCount = 2, ItemValue value = Value(24, kReals)) {
   ExportItem item;
   item.date = "2021-03-04";
   item.time = "05:06:07.123456";
-  item.className = "GrDouble";
-  item.typeName = "data";
+  item.class_name = "GrDouble";
+  item.type_name = "data";
   item.id = 12;
-  item.valueCount = valueCount;
+  item.value_count = valueCount;
   item.value = value;
   return item;
 }
@@ -50,7 +50,7 @@ const std::string kLine = kCells + ",1.5,-2.0\n";
 struct CsvCase {
   const char* name;
   std::string header;
-  std::vector<ColumnRange> filter;
+  std::vector<IdRange> filter;
   int32_t delimiter;
   std::vector<ExportItem> items;
   std::string expected;
@@ -63,14 +63,14 @@ class CsvWriterTest : public testing::TestWithParam<CsvCase> {};
 // the same.
 TEST_P(CsvWriterTest, WritesDocument) {
   const CsvCase& c = GetParam();
-  std::vector<std::vector<ColumnRange>> filters = {c.filter};
+  std::vector<std::vector<IdRange>> filters = {c.filter};
   if (c.filter.empty()) filters.push_back({{0, std::numeric_limits<int32_t>::max()}});
-  for (const std::vector<ColumnRange>& filter : filters) {
+  for (const std::vector<IdRange>& filter : filters) {
     std::ostringstream out;
     CsvWriter writer(&out, c.header, filter, c.delimiter);
     writer.beginDocument();
     for (const ExportItem& item : c.items) writer.writeItem(item);
-    writer.endDocument();
+    writer.endDocument(0);
     EXPECT_EQ(out.str(), c.expected) << filter.size() << " filter ranges";
   }
 }
@@ -79,16 +79,16 @@ ExportItem NoTimeStampNoId() {
   ExportItem item = Item(0, Value(0, kZeros));
   item.date = "---";
   item.time = "---";
-  item.className = "System";
-  item.typeName = "Date Mark";
+  item.class_name = "System";
+  item.type_name = "Date Mark";
   item.id = -1;
   return item;
 }
 
 ExportItem Logged() {
   ExportItem item = Item(1, Text("a,b\"c\nd\0e"sv));
-  item.className = "AlString";
-  item.typeName = "Norm";
+  item.class_name = "AlString";
+  item.type_name = "Norm";
   item.level = "Core Warning";
   return item;
 }
@@ -148,7 +148,7 @@ TEST(CsvWriterLongCellTest, TextOfLongestRecord) {
   CsvWriter writer(&out, "", {{5, 8}}, kComma);
   writer.beginDocument();
   writer.writeItem(Item(3, Text(text)));
-  writer.endDocument();
+  writer.endDocument(0);
   EXPECT_EQ(out.str(), "12," + text + "," + text + "," + text + "\n");
 }
 

@@ -18,17 +18,17 @@ struct JsonOutputBuffer {
   // reserved characters may have filled the buffer past the piece size, up
   // to its capacity.
   void Put(char c) {
-    if (pending->pieceReady()) writePiece();
-    pending->append(c);
+    if (pending->PieceReady()) WritePiece();
+    pending->Append(c);
   }
 
   // RapidJSON calls this when the outermost object or array is closed.
-  void Flush() { writePiece(); }
+  void Flush() { WritePiece(); }
 
   // JSON pieces go out with a stream flush, so that a reader of a pipe sees
   // the document grow piece by piece.
-  void writePiece() {
-    pending->writeTo(out);
+  void WritePiece() {
+    pending->WriteTo(out);
     out->flush();
   }
 
@@ -45,13 +45,13 @@ namespace rapidjson {
 
 template <>
 inline void PutReserve(qorarc::JsonOutputBuffer& stream, size_t count) {
-  if (stream.pending->pieceReady()) stream.writePiece();
-  stream.pending->reserve(count);
+  if (stream.pending->PieceReady()) stream.WritePiece();
+  stream.pending->Reserve(count);
 }
 
 template <>
 inline void PutUnsafe(qorarc::JsonOutputBuffer& stream, char c) {
-  stream.pending->append(c);
+  stream.pending->Append(c);
 }
 
 }  // namespace rapidjson

@@ -1,8 +1,11 @@
 #include "export/json_writer.h"
 
 #include <stdexcept>
+#include <string>
+#include <type_traits>
 
-#include "export/text_format.h"
+#include "archive/archive_format.h"
+#include "export/time_text.h"
 
 namespace qorarc {
 namespace {
@@ -52,9 +55,9 @@ void WriteKey(Json& json, const char (&quoted)[N]) {
 // that reaches here is a scalar without a text form.
 template <typename Json>
 void WriteTextValue(Json& json, const ItemValue& value) {
-  if (value.code == 12) {
+  if (value.code == kStringCode) {
     WriteText(json, value.text);
-  } else if (value.code >= 13 && value.code <= 30) {
+  } else if (IsTextWithoutForm(value.code)) {
     throw std::logic_error("basic_string: construction from null is not valid");
   } else {
     WriteText(json, "UNKNOWN ALARM!");
@@ -63,7 +66,7 @@ void WriteTextValue(Json& json, const ItemValue& value) {
 
 template <typename Json>
 void WriteValues(Json& json, const ItemValue& value, int32_t count) {
-  switch (CategoryOf(value)) {
+  switch (CategoryOf(value.code)) {
     case ValueCategory::kNone:
       break;
     case ValueCategory::kText:
@@ -103,109 +106,113 @@ void WriteItemTo(Json& json, const ExportItem& item) {
     WriteKey(json, "\"id\"");
     json.Int(item.id);
   }
-  if (!item.className.empty()) {
+  if (!item.class_name.empty()) {
     WriteKey(json, "\"class\"");
-    WriteText(json, item.className);
+    WriteText(json, item.class_name);
   }
-  if (!item.typeName.empty()) {
+  if (!item.type_name.empty()) {
     WriteKey(json, "\"type\"");
-    WriteText(json, item.typeName);
+    WriteText(json, item.type_name);
   }
   if (!item.level.empty()) {
     WriteKey(json, "\"level\"");
     WriteText(json, item.level);
   }
-  if (item.valueCount > 0) {
+  if (item.value_count > 0) {
     WriteKey(json, "\"values\"");
     json.StartArray();
-    WriteValues(json, item.value, item.valueCount);
+    WriteValues(json, item.value, item.value_count);
     json.EndArray();
   }
 
   json.EndObject();
 }
 
+// The scan's dates: date and time of a day start, without the blanks that
+// a year below 1000 is padded with.
+std::string ScanDateText(int64_t day_start) {
+  const std::string text = TimestampText(day_start);
+  const size_t first = text.find_first_not_of(" \t");
+  return first == std::string::npos ? std::string() : text.substr(first);
+}
+
 }  // namespace
 
-JsonWriter::JsonWriter(std::ostream* out, bool pretty)
-    : Writer(out), buffer_{out, &pending_}, pretty_(pretty) {
-  if (pretty) {
-    prettyJson_ = std::make_unique<PrettyJson>(buffer_, nullptr, kLevelDepth);
-    prettyJson_->SetIndent(' ', 4);
-    prettyJson_->SetFormatOptions(rapidjson::kFormatDefault);
-    prettyJson_->SetMaxDecimalPlaces(PrettyJson::kDefaultMaxDecimalPlaces);
-  } else {
-    compactJson_ = std::make_unique<CompactJson>(buffer_, nullptr, kLevelDepth);
-    compactJson_->SetMaxDecimalPlaces(CompactJson::kDefaultMaxDecimalPlaces);
+template <typename Json>
+JsonWriter<Json>::JsonWriter(std::ostream* out, bool with_total)
+    : Writer(out), buffer_{out, &pending_}, json_(buffer_, nullptr, kLevelDepth),
+      with_total_(with_total) {
+  if constexpr (std::is_same_v<Json, rapidjson::PrettyWriter<JsonOutputBuffer>>) {
+    json_.SetIndent(' ', 4);
+    json_.SetFormatOptions(rapidjson::kFormatDefault);
   }
+  json_.SetMaxDecimalPlaces(Json::kDefaultMaxDecimalPlaces);
 }
 
-JsonWriter::~JsonWriter() = default;
+template <typename Json>
+JsonWriter<Json>::~JsonWriter() = default;
 
-void JsonWriter::beginDocument() {
-  startObject();
-  writeString("data");
-  startArray();
+template <typename Json>
+void JsonWriter<Json>::beginDocument() {
+  json_.StartObject();
+  WriteKey(json_, "\"data\"");
+  json_.StartArray();
 }
 
-void JsonWriter::writeItem(const ExportItem& item) {
-  if (pretty_) {
-    WriteItemTo(*prettyJson_, item);
-  } else {
-    WriteItemTo(*compactJson_, item);
+template <typename Json>
+void JsonWriter<Json>::writeItem(const ExportItem& item) {
+  WriteItemTo(json_, item);
+}
+
+template <typename Json>
+void JsonWriter<Json>::endDocument(int32_t total) {
+  json_.EndArray();
+  if (with_total_) {
+    WriteKey(json_, "\"total_item_count\"");
+    json_.Int(total);
   }
-}
-
-void JsonWriter::endDocument() {
-  endObject();
+  json_.EndObject();
   flush();
 }
 
-void JsonWriter::startObject() {
-  if (pretty_) {
-    prettyJson_->StartObject();
-  } else {
-    compactJson_->StartObject();
-  }
+template <typename Json>
+void JsonWriter<Json>::WriteEmptyResult() {
+  // Always this text, compact or pretty: it is not built by RapidJSON.
+  constexpr std::string_view kEmptyResult = "{\"data\": []}\n";
+  pending_.SetEnd(CopyText(pending_.Reserve(kEmptyResult.size()), kEmptyResult));
+  flush();
 }
 
-void JsonWriter::endObject() {
-  if (pretty_) {
-    prettyJson_->EndObject();
-  } else {
-    compactJson_->EndObject();
+template <typename Json>
+void JsonWriter<Json>::WriteScanList(const ArchiveSpans& archives) {
+  json_.StartArray();
+  for (const auto& [name, span] : archives) {
+    json_.StartObject();
+    WriteKey(json_, "\"name\"");
+    WriteText(json_, name);
+    WriteKey(json_, "\"first_date\"");
+    WriteText(json_, ScanDateText(span.first));
+    WriteKey(json_, "\"last_date\"");
+    WriteText(json_, ScanDateText(span.second));
+    json_.EndObject();
   }
+  json_.EndArray();
+  flush();
 }
 
-void JsonWriter::startArray() {
-  if (pretty_) {
-    prettyJson_->StartArray();
-  } else {
-    compactJson_->StartArray();
-  }
+template class JsonWriter<rapidjson::Writer<JsonOutputBuffer>>;
+template class JsonWriter<rapidjson::PrettyWriter<JsonOutputBuffer>>;
+
+std::unique_ptr<Writer> MakeJsonWriter(std::ostream* out, bool pretty, bool with_total) {
+  if (pretty) return std::make_unique<PrettyJsonWriter>(out, with_total);
+  return std::make_unique<CompactJsonWriter>(out, with_total);
 }
 
-void JsonWriter::endArray() {
-  if (pretty_) {
-    prettyJson_->EndArray();
+void WriteScanList(std::ostream* out, bool pretty, const ArchiveSpans& archives) {
+  if (pretty) {
+    PrettyJsonWriter(out, false).WriteScanList(archives);
   } else {
-    compactJson_->EndArray();
-  }
-}
-
-void JsonWriter::writeString(std::string_view s) {
-  if (pretty_) {
-    WriteText(*prettyJson_, s);
-  } else {
-    WriteText(*compactJson_, s);
-  }
-}
-
-void JsonWriter::writeInt(int32_t value) {
-  if (pretty_) {
-    prettyJson_->Int(value);
-  } else {
-    compactJson_->Int(value);
+    CompactJsonWriter(out, false).WriteScanList(archives);
   }
 }
 

@@ -1,5 +1,6 @@
 // The JSON writer: {"data":[{item},...]} through RapidJSON, compact or
-// pretty-printed.
+// pretty-printed, and the scan listing. Compact and pretty are the same
+// writer over RapidJSON's Writer or PrettyWriter, chosen once.
 #pragma once
 
 #include <cstdint>
@@ -10,46 +11,51 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/writer.h>
 
+#include "archive/discovery.h"
 #include "export/export_item.h"
 #include "export/json_output_buffer.h"
 #include "export/writer.h"
 
 namespace qorarc {
 
-class JsonWriter : public Writer {
+// Json: rapidjson::Writer or rapidjson::PrettyWriter (one member or element
+// per line, indented by 4 blanks per level) over a JsonOutputBuffer.
+template <typename Json>
+class JsonWriter final : public Writer {
  public:
-  // pretty: one member or element per line, indented by 4 blanks per level.
-  JsonWriter(std::ostream* out, bool pretty);
+  // with_total: endDocument() adds "total_item_count".
+  JsonWriter(std::ostream* out, bool with_total);
   ~JsonWriter() override;
 
   // {"data":[
   void beginDocument() override;
   // One object of the "data" array. Throws std::logic_error for a text value
-  // of codes 17 to 30, which has no text; what was written before the throw
+  // of codes 13 to 30, which has no text; what was written before the throw
   // stays in the pending text, so flush() still delivers it.
   void writeItem(const ExportItem& item) override;
-  // Closes the outermost object and flushes. The caller closes "data" with
-  // endArray() first and may add members in between ("total_item_count").
-  void endDocument() override;
+  // ] and, when asked for, "total_item_count"; then } and flush().
+  void endDocument(int32_t total) override;
+  // {"data": []} and a line feed.
+  void WriteEmptyResult() override;
 
-  // Thin passes to the RapidJSON writer in use, for the callers that write
-  // documents of their own shape (the scan listing, the item total).
-  void startObject();
-  void endObject();
-  void startArray();
-  void endArray();
-  // Writes s up to its first NUL byte; serves keys and values alike.
-  void writeString(std::string_view s);
-  void writeInt(int32_t value);
+  // The scan listing: an array of {"name", "first_date", "last_date"}.
+  void WriteScanList(const ArchiveSpans& archives);
 
  private:
-  using CompactJson = rapidjson::Writer<JsonOutputBuffer>;
-  using PrettyJson = rapidjson::PrettyWriter<JsonOutputBuffer>;
-
   JsonOutputBuffer buffer_;
-  std::unique_ptr<CompactJson> compactJson_;  // null when pretty
-  std::unique_ptr<PrettyJson> prettyJson_;    // null when compact
-  bool pretty_;
+  Json json_;
+  bool with_total_;
 };
+
+using CompactJsonWriter = JsonWriter<rapidjson::Writer<JsonOutputBuffer>>;
+using PrettyJsonWriter = JsonWriter<rapidjson::PrettyWriter<JsonOutputBuffer>>;
+
+std::unique_ptr<Writer> MakeJsonWriter(std::ostream* out, bool pretty, bool with_total);
+
+// Writes the scan listing of `archives` to `*out` and flushes it.
+void WriteScanList(std::ostream* out, bool pretty, const ArchiveSpans& archives);
+
+extern template class JsonWriter<rapidjson::Writer<JsonOutputBuffer>>;
+extern template class JsonWriter<rapidjson::PrettyWriter<JsonOutputBuffer>>;
 
 }  // namespace qorarc

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "core/time_base.h"
+
 #include <cstdint>
 #include <limits>
 #include <sstream>
@@ -25,25 +27,25 @@ const double kRealsPretty[] = {1.5, kNaN, -2.0};
 const uint8_t kZeros[8] = {};
 
 ItemValue Value(uint8_t code, const void* payload) {
-  return ItemValue{code, static_cast<const uint8_t*>(payload), false, {}};
+  return ItemValue{code, static_cast<const uint8_t*>(payload), {}};
 }
 
-ItemValue Text(std::string_view text) { return ItemValue{12, kZeros, true, text}; }
+ItemValue Text(std::string_view text) { return ItemValue{12, kZeros, text}; }
 
 ExportItem Item(int32_t id, int32_t valueCount, ItemValue value) {
   ExportItem item;
   item.date = "2021-03-04";
   item.time = "05:06:07.123456";
   item.id = id;
-  item.valueCount = valueCount;
+  item.value_count = valueCount;
   item.value = value;
   return item;
 }
 
 ExportItem Named(ExportItem item, std::string_view className, std::string_view typeName,
                  std::string_view level) {
-  item.className = className;
-  item.typeName = typeName;
+  item.class_name = className;
+  item.type_name = typeName;
   item.level = level;
   return item;
 }
@@ -57,15 +59,10 @@ ExportItem NoTimeStamp(ExportItem item) {
 // The whole export as the driver runs it.
 std::string Export(const std::vector<ExportItem>& items, bool pretty, bool withTotal) {
   std::ostringstream out;
-  JsonWriter writer(&out, pretty);
-  writer.beginDocument();
-  for (const ExportItem& item : items) writer.writeItem(item);
-  writer.endArray();
-  if (withTotal) {
-    writer.writeString("total_item_count");
-    writer.writeInt(static_cast<int32_t>(items.size()));
-  }
-  writer.endDocument();
+  const std::unique_ptr<Writer> writer = MakeJsonWriter(&out, pretty, withTotal);
+  writer->beginDocument();
+  for (const ExportItem& item : items) writer->writeItem(item);
+  writer->endDocument(static_cast<int32_t>(items.size()));
   return out.str();
 }
 
@@ -105,8 +102,6 @@ INSTANTIATE_TEST_SUITE_P(
         ItemCase{"FloatArray", Item(3, 2, Value(23, kFloats)),
                  kTs + R"(,"id":3,"values":[0.5,-0.0]})"},
         ItemCase{"TextCutAtNul", Item(7, 1, Text("ab\0cd"sv)), kTs + R"(,"id":7,"values":["ab"]})"},
-        ItemCase{"StringWithoutText", Item(7, 1, Value(12, kZeros)),
-                 kTs + R"(,"id":7,"values":[]})"},
         ItemCase{"Escaping", Item(7, 1, Text("q\"b\\s\x01\x1f\x7f\xc3\xa9\b\t\n\f\r/")),
                  kTs + R"(,"id":7,"values":["q\"b\\s\u0001\u001F)" + "\x7f\xc3\xa9" +
                      R"(\b\t\n\f\r/"]})"},
@@ -158,23 +153,26 @@ TEST(JsonWriterTest, PrettyLayout) {
   EXPECT_EQ(Export(items, true, true), expected);
 }
 
-// The shape of the scan listing: the thin passes on their own.
-TEST(JsonWriterTest, ThinPasses) {
+// The scan listing (the day start of 2000-01-01 is the time stamp 0, "no
+// time stamp"), and the empty result that is the same text compact or pretty.
+TEST(JsonWriterTest, ScanListingAndEmptyResult) {
+  const ArchiveSpans spans = {{"boiler", {0, 3 * kNanosPerDay}}, {"plant", {-kNanosPerDay, 0}}};
   for (bool pretty : {false, true}) {
     std::ostringstream out;
-    JsonWriter writer(&out, pretty);
-    writer.startArray();
-    writer.startObject();
-    writer.writeString("name");
-    writer.writeString("trend\0hidden"sv);
-    writer.writeString("n");
-    writer.writeInt(std::numeric_limits<int32_t>::min());
-    writer.endObject();
-    writer.endArray();
-    // RapidJSON hands the finished outermost array to the stream itself.
-    EXPECT_EQ(out.str(), pretty ? "[\n    {\n        \"name\": \"trend\",\n"
-                                  "        \"n\": -2147483648\n    }\n]"
-                                : R"([{"name":"trend","n":-2147483648}])");
+    WriteScanList(&out, pretty, spans);
+    EXPECT_EQ(out.str(),
+              pretty ? "[\n    {\n        \"name\": \"boiler\",\n"
+                       "        \"first_date\": \"--- ---\",\n"
+                       "        \"last_date\": \"2000-01-04 00:00:00.000000\"\n    },\n    {\n"
+                       "        \"name\": \"plant\",\n"
+                       "        \"first_date\": \"1999-12-31 00:00:00.000000\",\n"
+                       "        \"last_date\": \"--- ---\"\n    }\n]"
+                     : R"([{"name":"boiler","first_date":"--- ---",)"
+                       R"("last_date":"2000-01-04 00:00:00.000000"},{"name":"plant",)"
+                       R"("first_date":"1999-12-31 00:00:00.000000","last_date":"--- ---"}])");
+    std::ostringstream empty;
+    MakeJsonWriter(&empty, pretty, true)->WriteEmptyResult();
+    EXPECT_EQ(empty.str(), "{\"data\": []}\n");
   }
 }
 
@@ -185,17 +183,17 @@ TEST(JsonWriterTest, TextlessArrayCodesFail) {
     SCOPED_TRACE(static_cast<int>(code));
     for (bool pretty : {false, true}) {
       std::ostringstream out;
-      JsonWriter writer(&out, pretty);
-      writer.beginDocument();
-      writer.writeItem(Item(1, 0, Value(0, kZeros)));
+      const std::unique_ptr<Writer> writer = MakeJsonWriter(&out, pretty, false);
+      writer->beginDocument();
+      writer->writeItem(Item(1, 0, Value(0, kZeros)));
       try {
-        writer.writeItem(Item(3, 2, Value(code, kZeros)));
+        writer->writeItem(Item(3, 2, Value(code, kZeros)));
         ADD_FAILURE() << "no logic error";
       } catch (const std::logic_error& error) {
         EXPECT_STREQ(error.what(), "basic_string: construction from null is not valid");
       }
       EXPECT_EQ(out.str(), "");
-      writer.flush();
+      writer->flush();
       EXPECT_EQ(out.str(),
                 pretty ? "{\n    \"data\": [\n        {\n"
                          "            \"ts\": \"2021-03-04T05:06:07.123456Z\",\n"

@@ -1,6 +1,4 @@
-// Class, type and level texts of archive records.
-
-#include "export/text_format.h"
+#include "export/record_texts.h"
 
 namespace qorarc {
 namespace {

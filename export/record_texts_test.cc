@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "export/text_format.h"
+#include "export/record_texts.h"
 
 namespace qorarc {
 namespace {

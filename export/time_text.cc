@@ -1,20 +1,18 @@
-// Date and time-of-day texts of time stamps.
-//
+#include "export/time_text.h"
+
 // These run once per exported item, so they write digits from a table
 // instead of going through snprintf; the output is the same byte for byte.
-
+#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <chrono>
 #include <cstring>
 
-#include "export/text_format.h"
+#include "core/time_base.h"
 
 namespace qorarc {
 namespace {
 
-constexpr int64_t kNanosPerDay = 86'400'000'000'000;
-constexpr int64_t kNanosPerSecond = 1'000'000'000;
 
 struct DigitPairs {
   char text[200];
@@ -34,8 +32,7 @@ char* Put2(char* p, unsigned v) {
 }
 
 size_t PutNoTimestamp(char* out) {
-  std::memcpy(out, "---", 3);
-  return 3;
+  return static_cast<size_t>(std::copy(kNoTimestampText.begin(), kNoTimestampText.end(), out) - out);
 }
 
 // printf's "%4i": right-aligned in 4 positions, wider when it must be.
@@ -50,11 +47,6 @@ char* PutYear(char* p, int year) {
   for (size_t i = length; i < 4; ++i) *p++ = ' ';
   std::memcpy(p, digits, length);
   return p + length;
-}
-
-int64_t FloorDiv(int64_t a, int64_t b) {
-  const int64_t q = a / b;
-  return (a % b < 0) ? q - 1 : q;
 }
 
 // The seconds as printf's "%09.6f" shows (seconds + nanoseconds / 1e9), in
@@ -96,8 +88,7 @@ uint32_t SecondsInMicros(uint32_t seconds, uint32_t nanos) {
 }  // namespace
 
 size_t FormatDayDate(int64_t day_number, char* out) {
-  using namespace std::chrono;
-  const year_month_day date{sys_days{year{2000} / January / 1} + days{day_number}};
+  const std::chrono::year_month_day date = DateOfDay(day_number);
   char* p = PutYear(out, static_cast<int>(date.year()));
   *p++ = '-';
   p = Put2(p, static_cast<unsigned>(date.month()));
@@ -105,8 +96,6 @@ size_t FormatDayDate(int64_t day_number, char* out) {
   p = Put2(p, static_cast<unsigned>(date.day()));
   return static_cast<size_t>(p - out);
 }
-
-int64_t DayOf(int64_t timestamp) { return FloorDiv(timestamp, kNanosPerDay); }
 
 size_t FormatDate(int64_t timestamp, char* out) {
   if (timestamp == 0) return PutNoTimestamp(out);
@@ -135,6 +124,15 @@ size_t FormatTime(int64_t timestamp, char* out) {
   p = Put2(p, fraction / 100 % 100);
   p = Put2(p, fraction % 100);
   return static_cast<size_t>(p - out);
+}
+
+std::string_view DateTextCache::For(int64_t timestamp, int64_t day) {
+  if (timestamp == 0) return kNoTimestampText;
+  if (day != day_) {
+    size_ = FormatDayDate(day, text_);
+    day_ = day;
+  }
+  return std::string_view(text_, size_);
 }
 
 std::string DateText(int64_t timestamp) {

@@ -9,13 +9,13 @@ namespace qorarc {
 PendingText::PendingText()
     : data(new char8_t[kPieceSize + kSlack]), capacity(kPieceSize + kSlack) {}
 
-void PendingText::writeTo(std::ostream* out) {
+void PendingText::WriteTo(std::ostream* out) {
   if (size == 0) return;
   out->write(reinterpret_cast<const char*>(data.get()), static_cast<std::streamsize>(size));
   size = 0;
 }
 
-void PendingText::grow(size_t n) {
+void PendingText::Grow(size_t n) {
   const size_t wanted = std::max(size + n, 2 * capacity);
   std::unique_ptr<char8_t[]> bigger(new char8_t[wanted]);
   std::memcpy(bigger.get(), data.get(), size);
@@ -28,7 +28,7 @@ Writer::Writer(std::ostream* out) : out_(out) {}
 Writer::~Writer() = default;
 
 void Writer::flush() {
-  pending_.writeTo(out_);
+  pending_.WriteTo(out_);
   out_->flush();
 }
 

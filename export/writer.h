@@ -25,27 +25,27 @@ struct PendingText {
 
   PendingText();
 
-  bool pieceReady() const { return size >= kPieceSize; }
+  bool PieceReady() const { return size >= kPieceSize; }
 
   // Appends c; the caller has made room.
-  void append(char c) { data[size++] = static_cast<char8_t>(c); }
+  void Append(char c) { data[size++] = static_cast<char8_t>(c); }
 
   // Makes room for n more bytes and returns where they go; the caller writes
-  // them and then calls setEnd() with the end of what it wrote.
-  char* reserve(size_t n) {
-    if (n > capacity - size) grow(n);
+  // them and then calls SetEnd() with the end of what it wrote.
+  char* Reserve(size_t n) {
+    if (n > capacity - size) Grow(n);
     return reinterpret_cast<char*>(data.get()) + size;
   }
-  void setEnd(const char* end) {
+  void SetEnd(const char* end) {
     size = static_cast<size_t>(end - reinterpret_cast<const char*>(data.get()));
   }
 
   // Hands the whole text, NUL bytes included, to the stream and empties it.
   // The stream is not flushed.
-  void writeTo(std::ostream* out);
+  void WriteTo(std::ostream* out);
 
   // Only a text longer than the slack gets here.
-  void grow(size_t n);
+  void Grow(size_t n);
 
   // char8_t, not char: a store through char may change any object, so after
   // each character the compiler would reload `data` and `size` from memory,
@@ -78,9 +78,9 @@ inline char* CopyText(char* out, std::string_view s) {
 // Texts written by the writers end at their first NUL byte, as C strings do.
 inline std::string_view CutAtNul(std::string_view s) { return s.substr(0, s.find('\0')); }
 
-// Receives the items of one export and turns them into a document on the
-// stream. Stream errors stay in the stream's state bits: no operation reports
-// them, the caller checks the stream after endDocument().
+// Receives the items of one export and turns them into a whole document on
+// the stream. Stream errors stay in the stream's state bits: no operation
+// reports them, the caller checks the stream after endDocument().
 class Writer {
  public:
   // The caller owns the stream and keeps it open until the writer is gone.
@@ -89,13 +89,20 @@ class Writer {
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;
 
+  // The four operations of an export keep the names the runtime's design
+  // gives them, hence their lowerCamel case.
   // Writes what precedes the first item.
   virtual void beginDocument() = 0;
   virtual void writeItem(const ExportItem& item) = 0;
   // Sends the pending text to the stream, empties it and flushes the stream.
   virtual void flush();
-  // Writes what follows the last item, then flush().
-  virtual void endDocument() = 0;
+  // Writes what follows the last item, then flush(). `total` is the number
+  // of items that passed the filter, for a writer that shows it.
+  virtual void endDocument(int32_t total) = 0;
+
+  // Instead of the four operations: the document of an export that found
+  // no archive files, then flush().
+  virtual void WriteEmptyResult() = 0;
 
  protected:
   std::ostream* out_;

@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -24,12 +25,13 @@
 
 #include <rapidjson/document.h>
 
-#include "app/item_filter.h"
 #include "archive/archive_format.h"
+#include "archive/item_filter.h"
 #include "archive/archive_writer.h"
 #include "archive/discovery.h"
 #include "archive/read_state.h"
 #include "export/csv_writer.h"
+#include "export/item_processor.h"
 #include "export/json_writer.h"
 
 namespace qorarc {
@@ -75,34 +77,28 @@ struct Output {
 
 enum class Format { kCompact, kPretty, kCsv };
 
-Output Export(const ItemFilter& filter, bool count_all, Format format,
-              const std::vector<ArchiveFileEntry>& files) {
+Output Export(const ItemFilter& filter, const std::vector<IdRange>& columns, bool count_all,
+              Format format, const std::vector<ArchiveFileEntry>& files) {
   std::ostringstream stream;
   // The smallest buffer the reader allows, so that inputs of some ten
   // kilobytes already slide it.
-  AReadState state(&filter, count_all, 2 * kMaxRecordBytes);
+  AReadState state(2 * kMaxRecordBytes);
   Output output;
-  if (format == Format::kCsv) {
-    std::vector<ColumnRange> columns;
-    for (const IdRange& range : filter.csv_column_ranges) columns.push_back({range.first, range.last});
-    CsvWriter writer(&stream, "", columns, filter.csv_column_ranges.empty() ? kComma : kTab);
-    writer.beginDocument();
-    output.count = state.Export(writer, files);
-    writer.endDocument();
-  } else {
-    JsonWriter writer(&stream, format == Format::kPretty);
-    writer.beginDocument();
-    try {
-      output.count = state.Export(writer, files);
-      writer.endArray();
-      writer.writeString("total_item_count");
-      writer.writeInt(output.count);
-      writer.endDocument();
-    } catch (const std::logic_error&) {
-      writer.flush();
-      output.failed = true;
-    }
+  std::unique_ptr<Writer> writer;
+  if (format == Format::kCsv)
+    writer = std::make_unique<CsvWriter>(&stream, "", columns, columns.empty() ? kComma : kTab);
+  else
+    writer = MakeJsonWriter(&stream, format == Format::kPretty, true);
+  ItemProcessor processor(&filter, count_all, writer.get());
+  writer->beginDocument();
+  try {
+    state.Export(files, &processor);
+    writer->endDocument(processor.count());
+  } catch (const std::logic_error&) {
+    writer->flush();
+    output.failed = true;
   }
+  output.count = processor.count();
   output.text = stream.str();
   return output;
 }
@@ -151,11 +147,11 @@ std::string WithSlotsFilled(const std::string& json) {
   return filled;
 }
 
-void CheckExport(const ItemFilter& filter, bool count_all,
+void CheckExport(const ItemFilter& filter, const std::vector<IdRange>& columns, bool count_all,
                  const std::vector<ArchiveFileEntry>& files) {
-  Output compact = Export(filter, count_all, Format::kCompact, files);
-  Output pretty = Export(filter, count_all, Format::kPretty, files);
-  Output csv = Export(filter, count_all, Format::kCsv, files);
+  Output compact = Export(filter, columns, count_all, Format::kCompact, files);
+  Output pretty = Export(filter, columns, count_all, Format::kPretty, files);
+  Output csv = Export(filter, columns, count_all, Format::kCsv, files);
   if (WithoutLayout(pretty.text) != compact.text)
     Fail("pretty and compact JSON differ", pretty.text, compact.text);
   if (compact.failed != pretty.failed) Fail("only one JSON export failed", pretty.text, compact.text);
@@ -177,7 +173,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::vector<ArchiveFileEntry> files = {{input.Write(data, size), "", "", 0}};
 
   ItemFilter all;
-  CheckExport(all, false, files);
+  CheckExport(all, {}, false, files);
 
   // Items of the seeds' days, a few IDs, no log messages, at most three
   // written and the rest counted; CSV keeps the date, time and two values.
@@ -187,7 +183,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   narrow.until_time = DayNumber(2019, 5, 4) * kNanosPerDay + TimeOfDay(18, 0, 0);
   narrow.no_log = true;
   narrow.id_ranges = {{0, 20}, {100, 300}};
-  narrow.csv_column_ranges = {{0, 1}, {6, 7}};
-  CheckExport(narrow, true, files);
+  CheckExport(narrow, {{0, 1}, {6, 7}}, true, files);
   return 0;
 }

@@ -271,7 +271,7 @@ uint64_t WriteFile(const Options& options, Random& random, Signals& signals,
   ArchiveBuilder& b = file.builder();
   b.Day(static_cast<uint32_t>(day));
   // Items get whole microseconds, one in each slot of the day.
-  const int64_t slot = n == 0 ? 0 : 86'400'000'000 / static_cast<int64_t>(n);
+  const int64_t slot = n == 0 ? 0 : kNanosPerDay / 1000 / static_cast<int64_t>(n);
   for (uint64_t i = 0; i < n; ++i) {
     const int64_t tod =
         (static_cast<int64_t>(i) * slot + random.Between(0, slot - 1)) * 1000;

@@ -1,4 +1,4 @@
-#include "archive/archive_format.h"
+#include "archive/record_decoder.h"
 
 #include <gtest/gtest.h>
 
@@ -38,7 +38,7 @@ struct Exact {
 
 DecodeResult Decode(std::string_view bytes, uint16_t& day, ArchiveItem& item) {
   Exact exact(bytes);
-  return DecodeRecord(exact.data.get(), exact.size, day, item);
+  return DecodeRecord(exact.data.get(), exact.size, &day, &item);
 }
 
 template <typename T>
@@ -64,7 +64,7 @@ std::vector<uint8_t> Host(T... values) {
 // reads them back (the header as stored, the value in host order; 17, 18
 // and 27 keep the file's bytes), and the generic encoder writes the decoded
 // item back to the same bytes.
-TEST(ArchiveFormatTest, EveryCodeWrittenDecodedAndWrittenAgain) {
+TEST(RecordDecoderTest, EveryCodeWrittenDecodedAndWrittenAgain) {
   using B = ArchiveBuilder;
   struct Case {
     std::function<void(B&)> write;
@@ -146,7 +146,7 @@ TEST(ArchiveFormatTest, EveryCodeWrittenDecodedAndWrittenAgain) {
   }
 }
 
-TEST(ArchiveFormatTest, EndOfData) {
+TEST(RecordDecoderTest, EndOfData) {
   uint16_t day = 0;
   ArchiveItem item;
   EXPECT_EQ(Decode("", day, item).status, RecordStatus::kEnd);
@@ -156,7 +156,7 @@ TEST(ArchiveFormatTest, EndOfData) {
   EXPECT_EQ(day, 0);
 }
 
-TEST(ArchiveFormatTest, ItemsTakeTheDayInForce) {
+TEST(RecordDecoderTest, ItemsTakeTheDayInForce) {
   ArchiveBuilder b;
   b.Long(5, 1, 1).Day(7305).Long(6, 1, 2).Day(0xFFFF).Long(7, 1, 3).End();
   std::string_view bytes = b.bytes();
@@ -173,7 +173,7 @@ TEST(ArchiveFormatTest, ItemsTakeTheDayInForce) {
   EXPECT_EQ(bytes, "\xFF");
 }
 
-TEST(ArchiveFormatTest, ArrayLengths) {
+TEST(RecordDecoderTest, ArrayLengths) {
   struct Case {
     int code;
     int count;
@@ -207,7 +207,7 @@ TEST(ArchiveFormatTest, ArrayLengths) {
 
 // A bad record is handed on as the bad-record item with the time fields of
 // its first six bytes; nothing of an earlier record shows through.
-TEST(ArchiveFormatTest, BadRecords) {
+TEST(RecordDecoderTest, BadRecords) {
   struct Case {
     const char* cause;
     const char* hex;
@@ -247,7 +247,7 @@ TEST(ArchiveFormatTest, BadRecords) {
   }
 }
 
-TEST(ArchiveFormatTest, MarkBadRecordOnAShortRecord) {
+TEST(RecordDecoderTest, MarkBadRecordOnAShortRecord) {
   struct Case {
     const char* hex;
     uint16_t time_high;
@@ -263,7 +263,7 @@ TEST(ArchiveFormatTest, MarkBadRecordOnAShortRecord) {
     SCOPED_TRACE(c.hex);
     ArchiveItem item;
     Exact exact(Hex(c.hex));
-    MarkBadRecord(exact.data.get(), exact.size, 17, item);
+    MarkBadRecord(exact.data.get(), exact.size, 17, &item);
     EXPECT_EQ(item.time_high, c.time_high);
     EXPECT_EQ(item.time_low, c.time_low);
     EXPECT_EQ(item.type, 0x40);
@@ -276,7 +276,7 @@ TEST(ArchiveFormatTest, MarkBadRecordOnAShortRecord) {
 // Every prefix of a file yields its whole records, then kTruncated where a
 // record is cut (or kEnd where the cut falls between records); no byte past
 // the prefix is read.
-TEST(ArchiveFormatTest, TruncationAtEveryOffset) {
+TEST(RecordDecoderTest, TruncationAtEveryOffset) {
   ArchiveBuilder b;
   b.Day(7305)
       .System(TimeOfDay(0, 0, 1), 1, 0)
@@ -299,7 +299,7 @@ TEST(ArchiveFormatTest, TruncationAtEveryOffset) {
     size_t at = 0;
     size_t whole = 0;
     for (;;) {
-      const DecodeResult r = DecodeRecord(exact.data.get() + at, prefix - at, day, item);
+      const DecodeResult r = DecodeRecord(exact.data.get() + at, prefix - at, &day, &item);
       if (r.status != RecordStatus::kItem && r.status != RecordStatus::kDayMarker) {
         const bool at_boundary = at == prefix || prefix == file.size();
         EXPECT_EQ(r.status, at_boundary ? RecordStatus::kEnd : RecordStatus::kTruncated);
@@ -313,7 +313,7 @@ TEST(ArchiveFormatTest, TruncationAtEveryOffset) {
   }
 }
 
-TEST(ArchiveFormatTest, LongestStringRecord) {
+TEST(RecordDecoderTest, LongestStringRecord) {
   std::string text(32755, 'a');
   text[0] = '\0';  // texts are copied whole, NUL bytes included
   text.back() = 'z';
@@ -334,7 +334,7 @@ TEST(ArchiveFormatTest, LongestStringRecord) {
 
 // A string length L makes the record 12 + L bytes, which the runtime holds
 // in 16 signed bits; past 32,767 the wrapped value decides.
-TEST(ArchiveFormatTest, OverlongStrings) {
+TEST(RecordDecoderTest, OverlongStrings) {
   struct Case {
     int text_length;
     RecordStatus status;
@@ -369,7 +369,7 @@ TEST(ArchiveFormatTest, OverlongStrings) {
 
 // The item is reused from record to record: what one record leaves must not
 // show through the next.
-TEST(ArchiveFormatTest, ReusedItemShowsNothingOfEarlierRecords) {
+TEST(RecordDecoderTest, ReusedItemShowsNothingOfEarlierRecords) {
   ArchiveBuilder b;
   b.Array<double>(24, 1, 1, std::vector<double>(64, -1.0))
       .Text(2, 2, 25, "a longer text first")
@@ -405,6 +405,16 @@ TEST(ArchiveFormatTest, ReusedItemShowsNothingOfEarlierRecords) {
   next();  // Bool
   EXPECT_EQ(ValueAs<uint64_t>(item), 0u);
   EXPECT_TRUE(bytes.empty());
+}
+
+TEST(ArchiveFormatTest, ItemKindFollowsTheValueTypeCode) {
+  struct Row {
+    int code;
+    uint8_t count;
+    int32_t kind;
+  } rows[] = {{0, 4, 1},  {0, 0, 2},  {1, 0, 2},  {8, 3, 1},  {11, 0, 2}, {31, 1, 1},
+              {12, 25, 0}, {12, 0, 0}, {17, 8, 4}, {24, 2, 4}, {25, 2, 0}, {27, 1, 0}};
+  for (const Row& row : rows) EXPECT_EQ(ItemKindOf(row.code, row.count), row.kind) << row.code;
 }
 
 }  // namespace

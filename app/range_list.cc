@@ -1,4 +1,4 @@
-#include "app/item_filter.h"
+#include "app/range_list.h"
 
 #include <cctype>
 #include <cerrno>
@@ -21,7 +21,7 @@ bool ParseLeadingInt(std::string_view text, int32_t* value) {
   return true;
 }
 
-int ParseRanges(std::string_view text, std::vector<IdRange>& list) {
+int ParseRanges(std::string_view text, std::vector<IdRange>* list) {
   size_t start = 0;
   while (start < text.size()) {
     size_t comma = text.find(',', start);
@@ -38,7 +38,7 @@ int ParseRanges(std::string_view text, std::vector<IdRange>& list) {
           !ParseLeadingInt(element.substr(dots + 2), &range.last) || range.last < range.first)
         return -1;
     }
-    list.push_back(range);
+    list->push_back(range);
     if (comma == std::string_view::npos) break;
     start = comma + 1;
   }

@@ -1,11 +1,6 @@
-// Value elements and the text of real numbers. The time texts are in
-// time_text.cc, the record texts in record_texts.cc and the parser in
-// timestamp_parser.cc.
+#include "archive/value_elements.h"
 
-#include "export/text_format.h"
-
-#include <rapidjson/internal/dtoa.h>
-
+#include <array>
 #include <cstring>
 
 namespace qorarc {
@@ -20,10 +15,20 @@ T Element(const uint8_t* payload, int i) {
   return element;
 }
 
-// RapidJSON's default, which its Writer::Double uses.
-constexpr int kMaxDecimalPlaces = 324;
+constexpr std::array<ValueCategory, 32> kCategories = [] {
+  std::array<ValueCategory, 32> table{};  // kNone: 0, 1 (a Bool shows no values)
+  table[17] = ValueCategory::kFlags;
+  for (int code : {2, 3, 4, 5, 6, 11, 31, 18, 19, 20, 21, 22}) table[code] = ValueCategory::kInteger;
+  for (int code : {7, 8, 9, 10, 23, 24, 26}) table[code] = ValueCategory::kReal;
+  for (int code : {12, 13, 14, 15, 16, 25, 27, 28, 29, 30}) table[code] = ValueCategory::kText;
+  return table;
+}();
 
 }  // namespace
+
+ValueCategory CategoryOf(int code) {
+  return code >= 0 && code < 32 ? kCategories[static_cast<size_t>(code)] : ValueCategory::kNone;
+}
 
 int32_t IntegerElement(const ItemValue& value, int i) {
   const uint8_t* payload = value.payload;
@@ -77,10 +82,6 @@ double RealElement(const ItemValue& value, int i) {
 bool FlagElement(const ItemValue& value, int i) {
   if (value.code != 17) return false;
   return (value.payload[i / 8] >> (i % 8)) & 1;
-}
-
-size_t FormatReal(double value, char* out) {
-  return static_cast<size_t>(rapidjson::internal::dtoa(value, out, kMaxDecimalPlaces) - out);
 }
 
 }  // namespace qorarc

@@ -1,15 +1,12 @@
-// The parser of date-time texts: "-ft1"/"-ft2" values and the day texts that
-// discovery builds from file names.
+#include "core/timestamp_parser.h"
 
 #include <chrono>
 
-#include "export/text_format.h"
+#include "core/time_base.h"
 
 namespace qorarc {
 namespace {
 
-constexpr int64_t kNanosPerDay = 86'400'000'000'000;
-constexpr int64_t kNanosPerSecond = 1'000'000'000;
 constexpr int kMaxFractionDigits = 9;
 
 // Reads exactly `count` decimal digits at `pos`; no sign, no blanks.
@@ -72,8 +69,7 @@ int ParseTimestamp(std::string_view text, int64_t* timestamp) {
     }
   }
 
-  const int64_t day_number =
-      (sys_days{date} - sys_days{year{2000} / January / 1}).count();
+  const int64_t day_number = DayNumberOf(date);
   // Before 2000 the day is counted from its end, so that the first day of
   // the range, which starts before the range does, still fits.
   const int64_t whole_days = day_number < 0 ? day_number + 1 : day_number;

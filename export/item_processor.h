@@ -1,0 +1,63 @@
+// The item processor: the ItemSink of an export. It applies the filter to
+// each item the export loop reads, counts the items that pass, builds the
+// writer's view of those below the limit and hands them to the writer, and
+// turns the loop's messages into verbose lines.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "archive/archive_format.h"
+#include "archive/item_filter.h"
+#include "archive/read_state.h"
+#include "export/time_text.h"
+
+namespace qorarc {
+
+class Writer;
+
+// "--item-total-count" stops counting items past the limit here.
+inline constexpr int32_t kMaxTotalCount = 99'999;
+
+enum class Verdict {
+  kPass,      // export the item
+  kSkip,      // leave it out, go on reading
+  kStopFile,  // leave it out and stop reading this file (past the until-time)
+};
+
+// Applies the time span (both bounds inclusive; an item without a time stamp
+// is not tested), the ID ranges and the kind switches to one item.
+Verdict Judge(const ItemFilter& filter, int64_t timestamp, uint16_t id, int32_t kind);
+
+class ItemProcessor : public ItemSink {
+ public:
+  // `count_all`: go on counting items past the filter's limit (up to
+  // kMaxTotalCount). Both pointers must outlive the processor.
+  ItemProcessor(const ItemFilter* filter, bool count_all, Writer* writer);
+
+  bool Done() const override;
+  void FileStarted(const std::string& path) override;
+  bool Item(const ArchiveItem& item) override;
+  void Corruption(const std::string& path) override;
+
+  // Items that passed the filter: written or, past the limit, only counted.
+  int32_t count() const { return count_; }
+
+ private:
+  const ItemFilter* filter_;
+  bool count_all_;
+  Writer* writer_;
+  int32_t count_ = 0;
+  // Class and type texts by type byte, looked up once at construction
+  // rather than per item.
+  struct RecordTexts {
+    std::string_view class_name;
+    std::string_view type_name;
+  };
+  std::array<RecordTexts, 256> record_texts_;
+  DateTextCache dates_;
+};
+
+}  // namespace qorarc
