@@ -90,7 +90,8 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
     return;
   }
   std::unique_ptr<Writer> writer = MakeWriter(options, out);
-  ItemProcessor processor(&filter, options.item_total_count, writer.get());
+  DirectOutput output(writer.get());
+  ItemProcessor processor(&filter, options.item_total_count, &output);
   AReadState state;
   writer->beginDocument();
   try {

@@ -1,9 +1,6 @@
 #include "export/item_processor.h"
 
 #include "core/messages.h"
-#include "export/export_item.h"
-#include "export/record_texts.h"
-#include "export/writer.h"
 
 namespace qorarc {
 namespace {
@@ -28,13 +25,8 @@ Verdict Judge(const ItemFilter& filter, int64_t timestamp, uint16_t id, int32_t 
   return left_out ? Verdict::kSkip : Verdict::kPass;
 }
 
-ItemProcessor::ItemProcessor(const ItemFilter* filter, bool count_all, Writer* writer)
-    : filter_(filter), count_all_(count_all), writer_(writer) {
-  for (size_t type = 0; type < record_texts_.size(); ++type) {
-    record_texts_[type] = {ClassText(static_cast<int>(type & 0x1F)),
-                           TypeText(static_cast<uint8_t>(type))};
-  }
-}
+ItemProcessor::ItemProcessor(const ItemFilter* filter, bool count_all, ItemOutput* output)
+    : filter_(filter), count_all_(count_all), output_(output) {}
 
 bool ItemProcessor::Done() const {
   const int32_t limit = filter_->item_count_limit;
@@ -52,8 +44,7 @@ void ItemProcessor::Corruption(const std::string& path) {
 
 bool ItemProcessor::Item(const ArchiveItem& item) {
   const int64_t timestamp = item.timestamp();
-  const int code = item.code();
-  const Verdict verdict = Judge(*filter_, timestamp, item.id, ItemKindOf(code, item.count));
+  const Verdict verdict = Judge(*filter_, timestamp, item.id, ItemKindOf(item.code(), item.count));
   if (verdict == Verdict::kStopFile) return false;
   if (verdict == Verdict::kSkip) return true;
   const int32_t limit = filter_->item_count_limit;
@@ -61,22 +52,7 @@ bool ItemProcessor::Item(const ArchiveItem& item) {
   ++count_;
   if (!write) return true;
 
-  // The time of day may run past midnight into later days.
-  const int64_t day = item.time_of_day() < kNanosPerDay ? item.day : DayOf(timestamp);
-  char time_text[kTimeTextSize];
-  const RecordTexts& texts = record_texts_[item.type];
-  // Every field set at once: a default-built item would first be cleared.
-  const ExportItem view{
-      .date = dates_.For(timestamp, day),
-      .time = std::string_view(time_text, FormatTime(timestamp, time_text)),
-      .class_name = texts.class_name,
-      .type_name = texts.type_name,
-      .level = code == kStringCode ? LevelText(item.count) : std::string_view(),
-      .id = code == kSystemCode ? -1 : item.id,
-      .value_count = ValueCount(code, item.count),
-      .value = {.code = static_cast<uint8_t>(code), .payload = item.value, .text = item.text},
-  };
-  writer_->writeItem(view);
+  output_->Write(item);
   return true;
 }
 

@@ -1,22 +1,18 @@
 // The item processor: the ItemSink of an export. It applies the filter to
-// each item the export loop reads, counts the items that pass, builds the
-// writer's view of those below the limit and hands them to the writer, and
-// turns the loop's messages into verbose lines.
+// each item the export loop reads, counts the items that pass, sends those
+// below the limit to the item output, and turns the loop's messages into
+// verbose lines. All decisions are taken here, on the reading thread.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "archive/archive_format.h"
 #include "archive/item_filter.h"
 #include "archive/read_state.h"
-#include "export/time_text.h"
+#include "export/item_output.h"
 
 namespace qorarc {
-
-class Writer;
 
 // "--item-total-count" stops counting items past the limit here.
 inline constexpr int32_t kMaxTotalCount = 99'999;
@@ -35,7 +31,7 @@ class ItemProcessor : public ItemSink {
  public:
   // `count_all`: go on counting items past the filter's limit (up to
   // kMaxTotalCount). Both pointers must outlive the processor.
-  ItemProcessor(const ItemFilter* filter, bool count_all, Writer* writer);
+  ItemProcessor(const ItemFilter* filter, bool count_all, ItemOutput* output);
 
   bool Done() const override;
   void FileStarted(const std::string& path) override;
@@ -48,16 +44,8 @@ class ItemProcessor : public ItemSink {
  private:
   const ItemFilter* filter_;
   bool count_all_;
-  Writer* writer_;
+  ItemOutput* output_;
   int32_t count_ = 0;
-  // Class and type texts by type byte, looked up once at construction
-  // rather than per item.
-  struct RecordTexts {
-    std::string_view class_name;
-    std::string_view type_name;
-  };
-  std::array<RecordTexts, 256> record_texts_;
-  DateTextCache dates_;
 };
 
 }  // namespace qorarc

@@ -89,7 +89,8 @@ Output Export(const ItemFilter& filter, const std::vector<IdRange>& columns, boo
     writer = std::make_unique<CsvWriter>(&stream, "", columns, columns.empty() ? kComma : kTab);
   else
     writer = MakeJsonWriter(&stream, format == Format::kPretty, true);
-  ItemProcessor processor(&filter, count_all, writer.get());
+  DirectOutput direct(writer.get());
+  ItemProcessor processor(&filter, count_all, &direct);
   writer->beginDocument();
   try {
     state.Export(files, &processor);
