@@ -1,4 +1,4 @@
-// The command line: the options record, its parser and the help text.
+// The command line: the options record and its parser.
 #pragma once
 
 #include <cstdint>
@@ -43,7 +43,5 @@ struct Options {
 // unrecognised-option warnings and range-list errors, and in verbose mode the
 // informational lines, to standard error.
 Options ParseOptions(int argc, char** argv);
-
-void PrintHelp(std::ostream& out);
 
 }  // namespace qorarc

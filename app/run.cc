@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "app/build_info.h"
+#include "app/help_text.h"
 #include "app/messages.h"
 #include "app/options.h"
 #include "archive/discovery.h"
