@@ -1,6 +1,7 @@
 // The help text of "-h"/"--help". Its option order differs from the parser's
 // table on purpose: it groups the options for the reader.
 #include <cstdio>
+#include <cstdlib>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -28,6 +29,12 @@ struct HelpSection {
   std::vector<HelpLine> lines;
 };
 
+// NO_COLOR set to any non-empty value asks for text without colour codes.
+bool ColourWanted() {
+  const char* no_color = std::getenv("NO_COLOR");
+  return no_color == nullptr || no_color[0] == '\0';
+}
+
 void PrintSection(std::ostream& out, const HelpSection& section) {
   out << section.title << '\n';
   for (const HelpLine& line : section.lines) {
@@ -41,7 +48,10 @@ void PrintSection(std::ostream& out, const HelpSection& section) {
 }  // namespace
 
 void PrintHelp(std::ostream& out) {
-  out << "\x1b[1;36m" << kLogo << "\n\n" << "\x1b[0m";
+  if (ColourWanted())
+    out << "\x1b[1;36m" << kLogo << "\n\n" << "\x1b[0m";
+  else
+    out << kLogo << "\n\n";
   out << "QorArc is an utility to export data from KAVELON Archives.\n\n"
          "Usage: QorArc [OPTION]... [ARCHIVE_NAME]\n"
          "\te.g. Export all data to a JSON file:\n"

@@ -1,8 +1,10 @@
 #!/bin/sh
 # Builds the Debian package, unpacks it into a temporary root and checks what
-# a user gets: the package's name and dependencies, an installed binary that
-# exports the sample archive exactly as the build tree's binary does, a
-# manual page that renders without warnings, and a working completion.
+# a user gets: the package's name, dependencies and recommendations, a clean
+# lintian report, an installed binary that exports the sample archive exactly
+# as the build tree's binary does, a compressed manual page that renders
+# without warnings, the copyright file and changelog, and a working
+# completion.
 #
 #   package_test.sh <build dir> <source dir> <built QorArc> <version>
 set -eu
@@ -36,11 +38,54 @@ for name in $(echo "$depends" | tr ',|' '\n\n' | sed 's/(.*//'); do
   esac
 done
 
+[ "$(dpkg-deb -f "$deb" Recommends)" = bash-completion ] ||
+  fail "Recommends is '$(dpkg-deb -f "$deb" Recommends)', not bash-completion"
+
+# lintian: no error and no warning (informational tags are allowed).
+command -v lintian >/dev/null || fail "lintian is not installed (scripts/install-deps.sh)"
+lintian_status=0
+lintian "$deb" >"$tmp/lintian" 2>"$tmp/lintian.err" || lintian_status=$?
+if grep -q '^[EW]: ' "$tmp/lintian"; then
+  cat "$tmp/lintian" >&2
+  fail "lintian reports errors or warnings"
+fi
+[ "$lintian_status" -eq 0 ] ||
+  fail "lintian ended with status $lintian_status: $(cat "$tmp/lintian.err")"
+
 root=$tmp/root
 dpkg-deb -x "$deb" "$root"
-for file in bin/QorArc share/man/man1/QorArc.1 share/bash-completion/completions/QorArc \
-    share/doc/qorarc/archive-format.md share/doc/qorarc/diagnostics.md; do
+for file in bin/QorArc share/man/man1/QorArc.1.gz share/bash-completion/completions/QorArc \
+    share/doc/qorarc/archive-format.md share/doc/qorarc/diagnostics.md \
+    share/doc/qorarc/copyright share/doc/qorarc/changelog.gz; do
   [ -f "$root/usr/$file" ] || fail "the package lacks /usr/$file"
+done
+[ ! -e "$root/usr/share/man/man1/QorArc.1" ] || fail "the manual page is also installed uncompressed"
+
+# gzip -9n: no file name, no time stamp, maximum compression (header bytes 3
+# to 8: flags, time stamp, extra flags), so that the package is reproducible.
+for file in share/man/man1/QorArc.1.gz share/doc/qorarc/changelog.gz; do
+  header=$(od -An -tx1 -j3 -N6 "$root/usr/$file" | tr -d ' \n')
+  [ "$header" = 000000000002 ] || fail "/usr/$file is not compressed with gzip -9n: $header"
+  gzip -t "$root/usr/$file" || fail "/usr/$file is not a valid gzip file"
+done
+
+# The changelog's latest entry is this version of this package.
+changelog_version=$(dpkg-parsechangelog -l "$root/usr/share/doc/qorarc/changelog.gz" -S Version)
+[ "$changelog_version" = "$version" ] ||
+  fail "the changelog's latest version is $changelog_version, not $version"
+[ "$(dpkg-parsechangelog -l "$root/usr/share/doc/qorarc/changelog.gz" -S Source)" = qorarc ] ||
+  fail "the changelog is not the changelog of qorarc"
+
+# The copyright file is machine-readable, and every license it names has its text.
+copyright=$root/usr/share/doc/qorarc/copyright
+head -n 1 "$copyright" |
+  grep -qx 'Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/' ||
+  fail "the copyright file does not declare the machine-readable format"
+grep -q '^Upstream-Name: QorArc$' "$copyright" || fail "the copyright file names no upstream"
+grep -q '^Files: \*$' "$copyright" || fail "the copyright file has no paragraph for all files"
+for license in $(sed -n 's/^License: //p' "$copyright" | sort -u); do
+  [ "$(grep -c "^License: $license\$" "$copyright")" -ge 2 ] ||
+    fail "the copyright file names license $license without its text"
 done
 
 # The installed program exports the sample archive byte for byte as the
@@ -53,7 +98,8 @@ for format in "" --csv; do
   cmp "$tmp/installed" "$tmp/built" || fail "installed and built QorArc $format differ"
 done
 
-warnings=$(groff -ww -man -Tutf8 -z "$root/usr/share/man/man1/QorArc.1" 2>&1)
+gzip -dc "$root/usr/share/man/man1/QorArc.1.gz" >"$tmp/QorArc.1"
+warnings=$(groff -ww -man -Tutf8 -z "$tmp/QorArc.1" 2>&1)
 [ -z "$warnings" ] || fail "the manual page renders with warnings: $warnings"
 
 # The completion offers options, and the archive names under the -i path.
@@ -72,4 +118,4 @@ completions=$(bash -c '
 expected=$(printf '%s\n' --scan "boiler plant" "")
 [ "$completions" = "$expected" ] || fail "completion gave: $completions"
 
-echo "qorarc package: $(basename "$deb"), Depends: $depends"
+echo "qorarc package: $(basename "$deb"), Depends: $depends, lintian: $(grep -c . "$tmp/lintian") informational tags"

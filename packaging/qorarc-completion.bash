@@ -2,8 +2,10 @@
 #
 # Completes the options; paths after -i/--input and -o/--output; and archive
 # names, read from the file names under the input directory (-i, or the
-# default /qor/arc), after -fn/--archive and for the last argument. Needs only
-# bash itself, not the bash-completion package.
+# default /qor/arc), after -fn/--archive and for the last argument. Installed
+# under bash-completion's completions directory, this file is loaded by the
+# bash-completion package when QorArc is first completed, so it needs
+# bash-completion; without it, source the file from ~/.bashrc.
 
 # Prints the archive names found under an archive directory, once each: the
 # part of <day>_<name>.rea after the first '_'.

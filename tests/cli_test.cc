@@ -79,10 +79,32 @@ void ExpectHelp(const std::string& out) {
   EXPECT_EQ(out.substr(logo_end + close.size()), kHelpBody);
 }
 
+// The help text's logo as the program draws it, without colour codes.
+const char kLogo[] =
+    "   ____               ___\n"
+    "  / __ \\ ___   ____  /   |  ____  _____\n"
+    " / / / // _ \\ / __/ / /| | / __/ / ___/\n"
+    "/ /_/ // // // /   / ___ |/ /   / /__\n"
+    "\\___\\_\\\\___//_/   /_/  |_/_/    \\___/\n"
+    "\n\n";
+
+// Runs without a NO_COLOR of the test's own environment.
+ProgramOptions WithoutNoColor() {
+  ProgramOptions options;
+  options.env = {"NO_COLOR"};
+  return options;
+}
+
+ProgramOptions WithEnv(const std::string& entry) {
+  ProgramOptions options;
+  options.env = {entry};
+  return options;
+}
+
 TEST(CliTest, HelpIsPrintedAndWins) {
   for (std::vector<std::string> args : std::vector<std::vector<std::string>>{
            {"--help"}, {"-h"}, {"-h", "-v"}, {"-s", "-ve", "-h"}, {"-h", "-i"}}) {
-    ProgramResult r = RunQorArc(args);
+    ProgramResult r = RunQorArc(args, WithoutNoColor());
     ExpectHelp(r.out);
     EXPECT_EQ(r.status, 0);
     if (args[0] == "-s") {
@@ -91,6 +113,33 @@ TEST(CliTest, HelpIsPrintedAndWins) {
       EXPECT_EQ(r.err, "");
     }
   }
+}
+
+// NO_COLOR with any non-empty value drops the colour codes around the logo
+// and changes nothing else; unset or empty, the logo stays cyan.
+TEST(CliTest, HelpLogoColourFollowsNoColor) {
+  const std::string coloured = "\x1b[1;36m" + std::string(kLogo) + "\x1b[0m" + kHelpBody;
+  const std::string plain = std::string(kLogo) + kHelpBody;
+  struct Case {
+    const char* name;
+    ProgramOptions options;
+    const std::string& expected;
+  };
+  const Case cases[] = {
+      {"unset", WithoutNoColor(), coloured},
+      {"empty", WithEnv("NO_COLOR="), coloured},
+      {"set to 1", WithEnv("NO_COLOR=1"), plain},
+      {"set to 0", WithEnv("NO_COLOR=0"), plain},
+      {"set to a blank", WithEnv("NO_COLOR= "), plain},
+  };
+  for (const Case& c : cases) {
+    ProgramResult r = RunQorArc({"--help"}, c.options);
+    EXPECT_EQ(r.out, c.expected) << "NO_COLOR " << c.name;
+    EXPECT_EQ(r.err, "") << "NO_COLOR " << c.name;
+    EXPECT_EQ(r.status, 0) << "NO_COLOR " << c.name;
+  }
+  // Other output keeps no colour codes to drop: the version text is the same.
+  EXPECT_EQ(RunQorArc({"-v"}, WithEnv("NO_COLOR=1")).out, RunQorArc({"-v"}, WithoutNoColor()).out);
 }
 
 TEST(CliTest, VersionIsPrintedAndWins) {

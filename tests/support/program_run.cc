@@ -31,7 +31,12 @@ ProgramResult RunQorArc(const std::vector<std::string>& args,
     dup2(err_pipe[1], 2);
     for (int fd : {in, out_pipe[0], out_pipe[1], err_pipe[0], err_pipe[1]}) close(fd);
     if (!options.cwd.empty() && chdir(options.cwd.c_str()) != 0) _exit(127);
-    for (const std::string& entry : options.env) putenv(const_cast<char*>(entry.c_str()));
+    for (const std::string& entry : options.env) {
+      if (entry.find('=') == std::string::npos)
+        unsetenv(entry.c_str());
+      else
+        putenv(const_cast<char*>(entry.c_str()));
+    }
     std::vector<char*> argv;
     std::string program = QorArcPath();
     argv.push_back(program.data());

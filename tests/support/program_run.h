@@ -13,7 +13,9 @@ struct ProgramResult {
 };
 
 struct ProgramOptions {
-  std::vector<std::string> env;  // extra "NAME=value" entries
+  // Extra "NAME=value" entries; a bare "NAME" removes NAME from the
+  // environment the program inherits.
+  std::vector<std::string> env;
   std::string cwd;               // working directory; empty: the current one
 };
 

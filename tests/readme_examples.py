@@ -1,0 +1,105 @@
+#!/usr/bin/env python3
+"""Runs the examples of README.md and compares what they print with what the
+README shows.
+
+    readme_examples.py <README.md> <built QorArc> <source dir>
+
+Every fenced block marked `console` is an example: lines after "$ " are
+commands (a trailing backslash continues one on the next line), each followed
+by its expected output, standard output and standard error together. In the
+expected output a line "..." stands for any number of lines, and a line
+ending in "..." for one line that begins with the text before it. A command's
+output that does not end with a line feed is compared as if it did.
+
+Each command runs under sh in a fresh directory in which "build/QorArc" is the
+built program and "sample" the repository's sample directory, so that files
+the examples write go nowhere else. NO_COLOR and the QORARC_ diagnostics
+variables are removed from the environment.
+"""
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+
+def examples(readme_path):
+    """Yields (line number, command, expected output lines)."""
+    with open(readme_path, encoding="utf-8") as readme:
+        lines = readme.read().split("\n")
+    in_block = False
+    current = None
+    number = 0
+    while number < len(lines):
+        line = lines[number]
+        number += 1
+        if not in_block:
+            in_block = line.strip() == "```console"
+            continue
+        if line.startswith("```"):
+            in_block = False
+            if current:
+                yield current
+            current = None
+            continue
+        if line.startswith("$ "):
+            if current:
+                yield current
+            start = number
+            command = line[2:]
+            while command.endswith("\\") and number < len(lines):
+                command += "\n" + lines[number]  # sh joins the lines
+                number += 1
+            current = (start, command, [])
+        elif current is None:
+            raise ValueError(f"line {number}: output before any command")
+        else:
+            current[2].append(line)
+    if in_block:
+        raise ValueError("a console block is not closed")
+
+
+def pattern(expected):
+    parts = []
+    for line in expected:
+        if line == "...":
+            parts.append(r"(?:[^\n]*\n)*?")
+        elif line.endswith("..."):
+            parts.append(re.escape(line[:-3]) + r"[^\n]*\n")
+        else:
+            parts.append(re.escape(line) + r"\n")
+    return re.compile("".join(parts))
+
+
+def main():
+    readme, program, source = sys.argv[1:4]
+    env = {k: v for k, v in os.environ.items()
+           if k != "NO_COLOR" and not k.startswith("QORARC_")}
+    env["LC_ALL"] = "C"
+    failures = 0
+    count = 0
+    with tempfile.TemporaryDirectory(prefix="qorarc-readme-") as work:
+        os.mkdir(os.path.join(work, "build"))
+        os.symlink(os.path.abspath(program), os.path.join(work, "build", "QorArc"))
+        os.symlink(os.path.join(os.path.abspath(source), "sample"), os.path.join(work, "sample"))
+        for start, command, expected in examples(readme):
+            count += 1
+            run = subprocess.run(["sh", "-c", command], cwd=work, env=env,
+                                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                 stderr=subprocess.STDOUT, timeout=60)
+            output = run.stdout.decode("utf-8", "replace")
+            if output and not output.endswith("\n"):
+                output += "\n"
+            if not pattern(expected).fullmatch(output):
+                failures += 1
+                print(f"{readme}:{start}: $ {command}\n--- shown:\n"
+                      + "\n".join(expected) + "\n--- printed:\n" + output, file=sys.stderr)
+    if count == 0:
+        print("no examples found in " + readme, file=sys.stderr)
+        return 1
+    print(f"{count} README examples run, {failures} differ", file=sys.stderr if failures else sys.stdout)
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
