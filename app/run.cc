@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "app/build_info.h"
+#include "app/export_threads.h"
 #include "app/help_text.h"
 #include "app/options.h"
 #include "archive/discovery.h"
@@ -19,6 +20,7 @@
 #include "export/csv_writer.h"
 #include "export/item_processor.h"
 #include "export/json_writer.h"
+#include "export/parallel_output.h"
 
 namespace qorarc {
 namespace {
@@ -90,12 +92,23 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
     return;
   }
   std::unique_ptr<Writer> writer = MakeWriter(options, out);
-  DirectOutput output(writer.get());
-  ItemProcessor processor(&filter, options.item_total_count, &output);
+  // One thread writes as it reads; more format batches of items in worker
+  // threads, with the same bytes as a result.
+  const int threads = ExportThreads();
+  std::unique_ptr<ItemOutput> output;
+  if (threads > 1) {
+    output = std::make_unique<ParallelOutput>(
+        writer.get(), out, [&options](std::ostream* block) { return MakeWriter(options, block); },
+        threads, ExportBatchItems(ParallelOutput::kDefaultBatchItems));
+  } else {
+    output = std::make_unique<DirectOutput>(writer.get());
+  }
+  ItemProcessor processor(&filter, options.item_total_count, output.get());
   AReadState state;
   writer->beginDocument();
   try {
     state.Export(entries, &processor);
+    output->Finish();
   } catch (const std::logic_error&) {
     writer->flush();  // keep what was written before the failing item
     throw;

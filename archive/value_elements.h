@@ -23,7 +23,9 @@ enum class ValueCategory { kNone = 0, kFlags = 1, kInteger = 2, kReal = 3, kText
 ValueCategory CategoryOf(int code);
 
 // True for the text codes that have no text: every text code but 12.
-constexpr bool IsTextWithoutForm(int code) { return code >= 13 && code <= 30; }
+inline bool IsTextWithoutForm(int code) {
+  return code != 12 && CategoryOf(code) == ValueCategory::kText;
+}
 
 // Element accessors; i counts from 0 and must be below the item's value
 // count. Codes without such elements give -1, -1.0 and false.

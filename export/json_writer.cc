@@ -184,6 +184,11 @@ void JsonWriter<Json>::WriteEmptyResult() {
 }
 
 template <typename Json>
+bool JsonWriter<Json>::Refuses(int code, int32_t value_count) const {
+  return value_count > 0 && IsTextWithoutForm(code);
+}
+
+template <typename Json>
 void JsonWriter<Json>::WriteScanList(const ArchiveSpans& archives) {
   json_.StartArray();
   for (const auto& [name, span] : archives) {

@@ -37,6 +37,8 @@ class JsonWriter final : public Writer {
   void endDocument(int32_t total) override;
   // {"data": []} and a line feed.
   void WriteEmptyResult() override;
+  // Text arrays of codes 13 to 30 with values have no JSON form.
+  bool Refuses(int code, int32_t value_count) const override;
 
   // The scan listing: an array of {"name", "first_date", "last_date"}.
   void WriteScanList(const ArchiveSpans& archives);

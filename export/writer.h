@@ -104,6 +104,14 @@ class Writer {
   // no archive files, then flush().
   virtual void WriteEmptyResult() = 0;
 
+  // True when writeItem() would end the export for an item of this value
+  // type code and value count, having no form for it.
+  virtual bool Refuses(int /*code*/, int32_t /*value_count*/) const { return false; }
+
+  // Drops the pending text unwritten: lets a writer reach the state that
+  // some output leaves without producing that output.
+  void DiscardPending() { pending_.size = 0; }
+
  protected:
   std::ostream* out_;
   PendingText pending_;

@@ -1,0 +1,252 @@
+#include "export/parallel_output.h"
+
+#include <cstring>
+#include <streambuf>
+#include <utility>
+
+#include "export/writer.h"
+
+namespace qorarc {
+namespace {
+
+// An item as a batch keeps it: the record's fields without its 512-byte
+// value array; the value bytes and the text follow in the batch's arena.
+struct QueuedItem {
+  uint32_t time_low;
+  uint16_t time_high;
+  uint16_t id;
+  uint16_t day;
+  uint8_t type;
+  uint8_t count;
+  uint16_t value_size;
+  uint32_t text_size;
+};
+
+// Value bytes an item shows from: the first 8 (scalars, string lengths,
+// alarm words) or an array's elements.
+size_t ValueBytesOf(const ArchiveItem& item) {
+  const int code = item.code();
+  if (ShapeOf(code) != ValueShape::kArray) return 8;
+  const size_t bytes = ArrayValueBytes(code, item.count);
+  return bytes < 8 ? 8 : bytes;
+}
+
+// A stream buffer that appends to a string: a worker's writer writes its
+// block here.
+class BlockBuffer : public std::streambuf {
+ public:
+  std::string text;
+
+ protected:
+  std::streamsize xsputn(const char* s, std::streamsize n) override {
+    text.append(s, static_cast<size_t>(n));
+    return n;
+  }
+  int_type overflow(int_type c) override {
+    if (!traits_type::eq_int_type(c, traits_type::eof())) text.push_back(traits_type::to_char_type(c));
+    return traits_type::not_eof(c);
+  }
+};
+
+// Calls write(item) for each item of a batch, unpacked into `*item`.
+template <typename Write>
+void ForEachItem(const std::vector<QueuedItem>& items, const std::string& arena, ArchiveItem* item,
+                 Write write) {
+  size_t offset = 0;
+  for (const QueuedItem& queued : items) {
+    item->time_low = queued.time_low;
+    item->time_high = queued.time_high;
+    item->id = queued.id;
+    item->day = queued.day;
+    item->type = queued.type;
+    item->count = queued.count;
+    std::memcpy(item->value, arena.data() + offset, queued.value_size);
+    offset += queued.value_size;
+    item->text.assign(arena, offset, queued.text_size);
+    offset += queued.text_size;
+    write(*item);
+  }
+}
+
+// Brings a writer that has begun its document to the state after one item,
+// without output: what follows then is written as the next item.
+void PassOneItem(Writer* writer) {
+  writer->writeItem(ExportItem{});
+  writer->DiscardPending();
+}
+
+}  // namespace
+
+struct ParallelOutput::Batch {
+  std::vector<QueuedItem> items;
+  std::string arena;
+  std::string block;           // the formatted text, once done
+  std::exception_ptr error;    // what formatting threw, if anything
+  bool first = false;          // holds the document's first item
+  bool done = false;           // guarded by mutex_
+
+  void Clear() {
+    items.clear();
+    arena.clear();
+    block.clear();
+    error = nullptr;
+    first = false;
+    done = false;
+  }
+};
+
+struct ParallelOutput::Worker {
+  BlockBuffer buffer;
+  std::ostream stream{&buffer};
+  std::unique_ptr<Writer> writer;
+  bool begun = false;
+  ViewBuilder views;
+  ArchiveItem item;
+  std::thread thread;
+};
+
+ParallelOutput::ParallelOutput(Writer* document, std::ostream* out, WriterFactory make_writer,
+                               int threads, size_t batch_items)
+    : document_(document),
+      out_(out),
+      make_writer_(std::move(make_writer)),
+      threads_(threads < 1 ? 1 : threads),
+      batch_items_(batch_items < 1 ? 1 : batch_items),
+      current_(std::make_unique<Batch>()) {
+  scratch_.text.reserve(kMaxRecordBytes);
+}
+
+ParallelOutput::~ParallelOutput() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stopping_ = true;
+  }
+  work_ready_.notify_all();
+  for (const std::unique_ptr<Worker>& worker : workers_) worker->thread.join();
+}
+
+void ParallelOutput::Write(const ArchiveItem& item) {
+  const int code = item.code();
+  if (document_->Refuses(code, ValueCount(code, item.count))) {
+    // The item ends the export: everything before it is written first, and
+    // the document's writer fails on it as it would without threads.
+    Drain();
+    if (blocks_written_) PassOneItem(document_);
+    document_->writeItem(views_.Build(item));
+    return;
+  }
+  Batch& batch = *current_;
+  const size_t value_size = ValueBytesOf(item);
+  batch.items.push_back({item.time_low, item.time_high, item.id, item.day, item.type,
+                         item.count, static_cast<uint16_t>(value_size),
+                         static_cast<uint32_t>(item.text.size())});
+  batch.arena.append(reinterpret_cast<const char*>(item.value), value_size);
+  batch.arena.append(item.text);
+  if (batch.items.size() >= batch_items_) Submit();
+}
+
+void ParallelOutput::Finish() { Drain(); }
+
+void ParallelOutput::Drain() {
+  if (workers_.empty()) {
+    // Fewer items than a batch so far: no thread was needed.
+    ForEachItem(current_->items, current_->arena, &scratch_,
+                [this](const ArchiveItem& item) { document_->writeItem(views_.Build(item)); });
+    current_->Clear();
+    return;
+  }
+  if (!current_->items.empty()) Submit();
+  while (!in_flight_.empty()) WriteOldest();
+}
+
+void ParallelOutput::Submit() {
+  if (workers_.empty()) StartWorkers();
+  current_->first = batches_submitted_++ == 0;
+  Batch* batch = current_.get();
+  in_flight_.push_back(std::move(current_));
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    todo_.push_back(batch);
+  }
+  work_ready_.notify_one();
+  if (spare_.empty()) {
+    current_ = std::make_unique<Batch>();
+  } else {
+    current_ = std::move(spare_.back());
+    spare_.pop_back();
+  }
+  while (in_flight_.size() > kBatchesPerWorker * workers_.size()) WriteOldest();
+}
+
+void ParallelOutput::WriteOldest() {
+  Batch& batch = *in_flight_.front();
+  {
+    std::unique_lock<std::mutex> lock(mutex_);
+    batch_done_.wait(lock, [&batch] { return batch.done; });
+  }
+  if (batch.error) std::rethrow_exception(batch.error);
+  if (!blocks_written_) {
+    // The document's beginning goes out first; its writer then stands
+    // after an item, ready to close the list.
+    document_->flush();
+    PassOneItem(document_);
+    blocks_written_ = true;
+  }
+  out_->write(batch.block.data(), static_cast<std::streamsize>(batch.block.size()));
+  out_->flush();
+  batch.Clear();
+  spare_.push_back(std::move(in_flight_.front()));
+  in_flight_.pop_front();
+}
+
+void ParallelOutput::StartWorkers() {
+  for (int i = 0; i < threads_; ++i) {
+    auto worker = std::make_unique<Worker>();
+    worker->writer = make_writer_(&worker->stream);
+    worker->item.text.reserve(kMaxRecordBytes);
+    workers_.push_back(std::move(worker));
+  }
+  for (const std::unique_ptr<Worker>& worker : workers_)
+    worker->thread = std::thread(&ParallelOutput::RunWorker, this, worker.get());
+}
+
+void ParallelOutput::RunWorker(Worker* worker) {
+  for (;;) {
+    Batch* batch = nullptr;
+    {
+      std::unique_lock<std::mutex> lock(mutex_);
+      work_ready_.wait(lock, [this] { return stopping_ || !todo_.empty(); });
+      if (stopping_) return;
+      batch = todo_.front();
+      todo_.pop_front();
+    }
+    try {
+      Writer* writer = worker->writer.get();
+      if (!worker->begun) {
+        writer->beginDocument();
+        if (batch->first) {
+          writer->DiscardPending();
+        } else {
+          PassOneItem(writer);
+        }
+        worker->begun = true;
+      }
+      worker->buffer.text.clear();
+      ForEachItem(batch->items, batch->arena, &worker->item, [worker](const ArchiveItem& item) {
+        worker->writer->writeItem(worker->views.Build(item));
+      });
+      // The pending text goes to the block without a stream flush.
+      writer->flush();
+      std::swap(batch->block, worker->buffer.text);
+    } catch (...) {
+      batch->error = std::current_exception();
+    }
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      batch->done = true;
+    }
+    batch_done_.notify_all();
+  }
+}
+
+}  // namespace qorarc

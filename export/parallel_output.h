@@ -1,0 +1,88 @@
+// The parallel export's item output. The reading thread queues the items to
+// write in batches; worker threads format each batch with a writer of their
+// own into a block of text; the reading thread writes the blocks to the
+// stream in their order. Each worker's writer is first brought to the state
+// the document's writer would be in at that point (inside the item list,
+// after an item or before the first), so the blocks join into exactly the
+// document that one writer writes.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "archive/archive_format.h"
+#include "export/item_output.h"
+#include "export/item_view.h"
+
+namespace qorarc {
+
+class Writer;
+
+class ParallelOutput : public ItemOutput {
+ public:
+  // Makes a writer of the same kind and settings as the document's, over
+  // another stream.
+  using WriterFactory = std::function<std::unique_ptr<Writer>(std::ostream* out)>;
+
+  // `document` has begun the document on `*out` and writes its end after
+  // Finish(). `threads` workers start when the first batch of
+  // `batch_items` items is full; an export smaller than that is written by
+  // `document` alone, as without threads.
+  ParallelOutput(Writer* document, std::ostream* out, WriterFactory make_writer, int threads,
+                 size_t batch_items);
+  // Stops and joins the workers; blocks not yet written are dropped.
+  ~ParallelOutput() override;
+
+  void Write(const ArchiveItem& item) override;
+  void Finish() override;
+
+  // Items queued in a batch at most, and batches in flight at most per
+  // worker, which bounds the memory of an export.
+  static constexpr size_t kDefaultBatchItems = 4096;
+  static constexpr size_t kBatchesPerWorker = 2;
+
+ private:
+  struct Batch;
+  struct Worker;
+
+  void Submit();
+  void WriteOldest();
+  // Writes every queued item, in order, before the document's writer
+  // writes on its own.
+  void Drain();
+  void StartWorkers();
+  void RunWorker(Worker* worker);
+
+  Writer* document_;
+  std::ostream* out_;
+  WriterFactory make_writer_;
+  int threads_;
+  size_t batch_items_;
+  ViewBuilder views_;
+  ArchiveItem scratch_;  // an item taken out of a batch on this thread
+
+  std::unique_ptr<Batch> current_;
+  std::vector<std::unique_ptr<Batch>> spare_;
+  std::deque<std::unique_ptr<Batch>> in_flight_;  // in document order
+  uint64_t batches_submitted_ = 0;
+  bool blocks_written_ = false;
+
+  std::mutex mutex_;
+  std::condition_variable work_ready_;
+  std::condition_variable batch_done_;
+  std::deque<Batch*> todo_;  // guarded by mutex_
+  bool stopping_ = false;    // guarded by mutex_
+  std::vector<std::unique_ptr<Worker>> workers_;
+};
+
+}  // namespace qorarc
