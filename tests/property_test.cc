@@ -2,7 +2,9 @@
 // every run checks the same ones): the JSON document parses with python3's
 // json module; compact and pretty JSON are the same value; CSV has one line
 // per item; "--item-count n" gives a prefix of the unlimited items and
-// "-ft1"/"-ft2" exactly the unlimited items within the time span.
+// "-ft1"/"-ft2" exactly the unlimited items within the time span; and every
+// run gives the same standard output, standard error and status with three
+// writer threads and batches of three items as with one thread.
 //
 // The generated archives hold every record kind except those two that the
 // properties exclude by design: no NaN or infinite reals (JSON leaves an
@@ -60,9 +62,19 @@ def check(line):
             'limited': ['-ic', str(limit), '-itc'],
             'timed': (['-ft1', o1] if o1 else []) + (['-ft2', o2] if o2 else [])}
     out = {}
+    def export(args, threads):
+        env = dict(os.environ, QORARC_THREADS=threads, QORARC_BATCH_ITEMS='3')
+        return subprocess.run([program, '-i', arc] + args + ['plant'], env=env,
+                              stdin=subprocess.DEVNULL, capture_output=True)
+    verbose = ['-ve', '-p', '-ic', str(limit), '-itc'] + runs['timed']
+    one, three = export(verbose, '1'), export(verbose, '3')
+    if (one.stdout, one.stderr, one.returncode) != (three.stdout, three.stderr, three.returncode):
+        return ['%s: the verbose export differs with three threads' % folder]
     for name, args in runs.items():
-        run = subprocess.run([program, '-i', arc] + args + ['plant'],
-                             stdin=subprocess.DEVNULL, capture_output=True)
+        run, threaded = export(args, '1'), export(args, '3')
+        if (run.stdout, run.stderr, run.returncode) != (
+                threaded.stdout, threaded.stderr, threaded.returncode):
+            return ['%s %s: differs with three threads' % (folder, name)]
         # Texts are byte strings of any encoding; latin-1 keeps every byte.
         out[name], err = run.stdout.decode('latin-1'), run.stderr.decode('latin-1')
         # A span that meets none of the files finds nothing, and says so.

@@ -1,0 +1,86 @@
+// The parallel export against the one-thread export, with batches so small
+// that their edges fall on every item: the limit and the total, the
+// until-time that ends a file, a bad record, the text array that ends a
+// JSON export, an output file and a failed write all give the same bytes,
+// messages and status.
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "archive/archive_writer.h"
+#include "support/program_run.h"
+
+namespace qorarc::testing {
+namespace {
+
+constexpr int64_t kSecond = 1'000'000'000;
+
+// Two days of "plant": ten Doubles and a cut-off record on the first, on
+// the second five Longs, a text array of code 25 (JSON has no form for it)
+// and two more Longs.
+void WriteArchive(const std::string& root) {
+  const int64_t day = DayNumber(2019, 12, 30);
+  ArchiveBuilder first;
+  first.Day(static_cast<uint32_t>(day));
+  for (int i = 0; i < 10; ++i) first.Double(i * kSecond, static_cast<uint16_t>(100 + i), i * 1.5);
+  ArchiveBuilder cut;
+  cut.Double(11 * kSecond, 1, 1.0);
+  first.Raw(cut.bytes().substr(0, 9));
+  WriteArchiveFile(ArchiveFilePath(root, day, "plant"), first.bytes());
+
+  ArchiveBuilder second;
+  second.Day(static_cast<uint32_t>(day + 1));
+  for (int i = 0; i < 5; ++i) second.Long(i * kSecond, 200, -i);
+  second.Array<uint64_t>(25, 6 * kSecond, 300, {1, 2});
+  for (int i = 7; i < 9; ++i) second.Long(i * kSecond, 200, i);
+  second.End();
+  WriteArchiveFile(ArchiveFilePath(root, day + 1, "plant"), second.bytes());
+}
+
+struct ParallelCase {
+  const char* name;
+  std::vector<std::string> args;  // before the archive name
+};
+
+void PrintTo(const ParallelCase& c, std::ostream* out) { *out << c.name; }
+
+class ParallelExportTest : public ::testing::TestWithParam<ParallelCase> {};
+
+TEST_P(ParallelExportTest, SameAsOneThread) {
+  TempDir dir;
+  WriteArchive(dir.path() + "/arc");
+  std::vector<std::string> args = {"-ve", "-i", dir.path() + "/arc"};
+  for (const std::string& arg : GetParam().args)
+    args.push_back(arg == "OUT" ? dir.path() + "/out" : arg);
+  args.push_back("plant");
+  const ProgramResult one = RunQorArc(args, {{"QORARC_THREADS=1"}, ""});
+  const std::string one_file = ReadFile(dir.path() + "/out");
+  for (const char* batch : {"1", "2", "3", "5", "64"}) {
+    SCOPED_TRACE(std::string("batches of ") + batch);
+    const ProgramResult many =
+        RunQorArc(args, {{"QORARC_THREADS=3", std::string("QORARC_BATCH_ITEMS=") + batch}, ""});
+    EXPECT_EQ(many.out, one.out);
+    EXPECT_EQ(many.err, one.err);
+    EXPECT_EQ(many.status, one.status);
+    EXPECT_EQ(ReadFile(dir.path() + "/out"), one_file);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, ParallelExportTest,
+    ::testing::Values(
+        ParallelCase{"Csv", {"--csv", "-ch", "h"}},
+        ParallelCase{"CsvLimitAndUntilTime", {"--csv", "-ic", "7", "-ft2", "2019-12-31 00:00:03"}},
+        ParallelCase{"PrettyLimitWithTotal", {"-p", "-ic", "4", "-itc"}},
+        ParallelCase{"TotalPastTheLimit", {"-ic", "11", "-itc", "-ft1", "2019-12-30 00:00:02"}},
+        ParallelCase{"TextArrayEndsJson", {}},
+        ParallelCase{"TextArrayEndsPrettyJsonInAFile", {"-p", "-o", "OUT"}},
+        ParallelCase{"UntilTimeBeforeTheTextArray", {"-p", "-itc", "-ft2", "2019-12-31 00:00:05"}},
+        ParallelCase{"FailedWrite", {"--csv", "-o", "/dev/full"}},
+        ParallelCase{"FailedWriteOfJson", {"-ft2", "2019-12-31 00:00:05", "-o", "/dev/full"}}),
+    [](const ::testing::TestParamInfo<ParallelCase>& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace qorarc::testing
