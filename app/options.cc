@@ -61,7 +61,7 @@ const OptionSpec* FindOption(std::string_view arg) {
 // typed when it is refused. A warning-class result is accepted like success.
 bool ParseTimeValue(std::string_view text, std::string_view label, int64_t* target) {
   int64_t timestamp = 0;
-  int code = ParseTimestamp(text, &timestamp);
+  int code = ParseTimeBound(text, &timestamp);
   bool accepted = IsAccepted(code);
   if (accepted) *target = timestamp;
   VerboseLine(std::string(label) + (accepted ? TimestampText(timestamp) : std::string(text)));
