@@ -69,6 +69,7 @@ bool ItemProcessor::Item(const ArchiveItem& item) {
   const ExportItem view{
       .date = dates_.For(timestamp, day),
       .time = std::string_view(time_text, FormatTime(timestamp, time_text)),
+      .timestamp = timestamp,
       .class_name = texts.class_name,
       .type_name = texts.type_name,
       .level = code == kStringCode ? LevelText(item.count) : std::string_view(),
