@@ -98,6 +98,12 @@ void PrintHelp(std::ostream& out) {
         {"-dscl, --delimiter-semicol", "use semicolon as column delimiter instead of comma"},
         {"-dspc, --delimiter-space", "use space as column delimiter instead of comma"},
         {"-dtab, --delimiter-tab", "use tab as column delimiter instead of comma"}}},
+      {"Other output formats:",
+       {{"-jl, --json-lines", "exports one JSON object per line (JSON Lines),"},
+        {"", "time stamps in full nanoseconds"},
+        {"-lc, --long-csv", "exports CSV with a header and one row per value,"},
+        {"", "quoted where needed; the delimiter options apply"},
+        {"", "--json-lines wins over --long-csv, which wins over --csv"}}},
   };
   bool first = true;
   for (const HelpSection& section : sections) {

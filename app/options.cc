@@ -16,7 +16,7 @@ namespace {
 enum class Opt {
   kHelp, kVerbose, kVersion, kScan, kCsv, kPretty, kItemCount, kItemTotalCount,
   kNoData, kNoEvents, kNoLog, kFromTime, kUntilTime, kFilterId, kColumnFilter,
-  kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab,
+  kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab, kJsonLines, kLongCsv,
 };
 
 struct OptionSpec {
@@ -49,6 +49,8 @@ constexpr OptionSpec kOptionTable[] = {
     {"-dscl", "--delimiter-semicol", false, Opt::kSemicolon},
     {"-dspc", "--delimiter-space", false, Opt::kSpace},
     {"-dtab", "--delimiter-tab", false, Opt::kTab},
+    {"-jl", "--json-lines", false, Opt::kJsonLines},
+    {"-lc", "--long-csv", false, Opt::kLongCsv},
 };
 
 const OptionSpec* FindOption(std::string_view arg) {
@@ -61,7 +63,7 @@ const OptionSpec* FindOption(std::string_view arg) {
 // typed when it is refused. A warning-class result is accepted like success.
 bool ParseTimeValue(std::string_view text, std::string_view label, int64_t* target) {
   int64_t timestamp = 0;
-  int code = ParseTimestamp(text, &timestamp);
+  int code = ParseTimeBound(text, &timestamp);
   bool accepted = IsAccepted(code);
   if (accepted) *target = timestamp;
   VerboseLine(std::string(label) + (accepted ? TimestampText(timestamp) : std::string(text)));
@@ -117,6 +119,14 @@ void ApplyFlag(Options* options, Opt opt) {
     case Opt::kCsv:
       options->csv = true;
       VerboseLine("Export to CSV enabled.");
+      break;
+    case Opt::kJsonLines:
+      options->json_lines = true;
+      VerboseLine("Export to JSON Lines enabled.");
+      break;
+    case Opt::kLongCsv:
+      options->long_csv = true;
+      VerboseLine("Export to long CSV enabled.");
       break;
     case Opt::kPretty:
       options->pretty_print = true;

@@ -14,6 +14,8 @@ struct Options {
   bool version = false;
   bool scan = false;
   bool csv = false;
+  bool json_lines = false;
+  bool long_csv = false;
   bool pretty_print = false;
   bool delimiter_semicolon = false;
   bool delimiter_space = false;

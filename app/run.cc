@@ -19,7 +19,9 @@
 #include "core/messages.h"
 #include "export/csv_writer.h"
 #include "export/item_processor.h"
+#include "export/json_lines_writer.h"
 #include "export/json_writer.h"
+#include "export/long_csv_writer.h"
 #include "export/parallel_output.h"
 
 namespace qorarc {
@@ -76,8 +78,11 @@ int32_t DelimiterOf(const Options& options) {
   return kComma;
 }
 
-// The writer of an export document on `out`.
+// The writer of an export document on `out`. Of several format switches,
+// JSON Lines wins over long CSV, and long CSV over CSV.
 std::unique_ptr<Writer> MakeWriter(const Options& options, std::ostream* out) {
+  if (options.json_lines) return std::make_unique<JsonLinesWriter>(out);
+  if (options.long_csv) return std::make_unique<LongCsvWriter>(out, DelimiterOf(options));
   if (options.csv)
     return std::make_unique<CsvWriter>(out, options.csv_header, options.csv_column_ranges,
                                        DelimiterOf(options));

@@ -25,18 +25,21 @@ bool HasChar(std::string_view text, size_t pos, char c) {
   return pos < text.size() && text[pos] == c;
 }
 
-// "HH:MM:SS" with an optional fraction, starting at `pos` and running to the
-// end of the text, as nanoseconds of the day.
-bool ParseTimeOfDay(std::string_view text, size_t pos, int64_t* nanos) {
-  int64_t hours, minutes, seconds;
-  if (!ReadDigits(text, pos, 2, &hours) || !HasChar(text, pos + 2, ':') ||
-      !ReadDigits(text, pos + 3, 2, &minutes) || !HasChar(text, pos + 5, ':') ||
-      !ReadDigits(text, pos + 6, 2, &seconds)) {
+// "HH:MM:SS" with an optional fraction, the whole text, as nanoseconds of the
+// day. `wide` also takes "HH:MM".
+bool ParseTimeOfDay(std::string_view text, bool wide, int64_t* nanos) {
+  int64_t hours, minutes, seconds = 0;
+  if (!ReadDigits(text, 0, 2, &hours) || !HasChar(text, 2, ':') ||
+      !ReadDigits(text, 3, 2, &minutes)) {
+    return false;
+  }
+  const bool minutes_only = wide && text.size() == 5;
+  if (!minutes_only && (!HasChar(text, 5, ':') || !ReadDigits(text, 6, 2, &seconds))) {
     return false;
   }
   if (hours > 23 || minutes > 59 || seconds > 59) return false;
   int64_t fraction = 0;
-  pos += 8;
+  size_t pos = minutes_only ? 5 : 8;
   if (pos < text.size()) {
     if (text[pos] != '.' && text[pos] != ',') return false;
     const size_t digits = text.size() - pos - 1;
@@ -48,9 +51,7 @@ bool ParseTimeOfDay(std::string_view text, size_t pos, int64_t* nanos) {
   return true;
 }
 
-}  // namespace
-
-int ParseTimestamp(std::string_view text, int64_t* timestamp) {
+int ParseTimestampText(std::string_view text, bool wide, int64_t* timestamp) {
   using namespace std::chrono;
   int64_t y, m, d;
   if (!ReadDigits(text, 0, 4, &y) || !HasChar(text, 4, '-') ||
@@ -64,9 +65,10 @@ int ParseTimestamp(std::string_view text, int64_t* timestamp) {
 
   int64_t nanos = 0;
   if (text.size() > 10) {
-    if (text[10] != ' ' || !ParseTimeOfDay(text, 11, &nanos)) {
-      return kInvalidTimestampFormat;
-    }
+    const bool separator = text[10] == ' ' || (wide && text[10] == 'T');
+    std::string_view time = text.substr(11);
+    if (wide && time.ends_with('Z')) time.remove_suffix(1);
+    if (!separator || !ParseTimeOfDay(time, wide, &nanos)) return kInvalidTimestampFormat;
   }
 
   const int64_t day_number = DayNumberOf(date);
@@ -81,6 +83,16 @@ int ParseTimestamp(std::string_view text, int64_t* timestamp) {
   }
   *timestamp = result;
   return 0;
+}
+
+}  // namespace
+
+int ParseTimestamp(std::string_view text, int64_t* timestamp) {
+  return ParseTimestampText(text, false, timestamp);
+}
+
+int ParseTimeBound(std::string_view text, int64_t* timestamp) {
+  return ParseTimestampText(text, true, timestamp);
 }
 
 }  // namespace qorarc

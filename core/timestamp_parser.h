@@ -19,4 +19,11 @@ inline constexpr int kInvalidTimestampFormat = -311;
 // outside the time stamp's range (about 1707-09-22 to 2292-04-10).
 int ParseTimestamp(std::string_view text, int64_t* timestamp);
 
+// ParseTimestamp for the "-ft1"/"-ft2" values, which also take "T" instead
+// of the blank, a time of hours and minutes only ("2019-12-31 10:00"), and a
+// "Z" after a time (the time base is the exports' own): the "ts" texts of
+// the exports and the scan's dates read back as bounds. Discovery's day
+// texts keep to ParseTimestamp.
+int ParseTimeBound(std::string_view text, int64_t* timestamp);
+
 }  // namespace qorarc

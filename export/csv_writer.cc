@@ -17,19 +17,6 @@ constexpr size_t kIdCellSize = 11;
 // from FormatReal. Integers, "on", "off", "nan" and "-inf" are shorter.
 constexpr size_t kNumberCellSize = kRealTextSize + 1;
 
-char DelimiterChar(int32_t kind) {
-  switch (kind) {
-    case kSemicolon:
-      return ';';
-    case kSpace:
-      return ' ';
-    case kTab:
-      return '\t';
-    default:
-      return ',';
-  }
-}
-
 // The text of every value cell of a text value. Codes 13 to 30 (arrays of
 // times and errors, the reserved codes) have no text: their cells stay empty
 // and the export goes on. Any other code that reaches here is a scalar
@@ -99,6 +86,19 @@ void WriteWholeLine(PendingText& pending, char delimiter, const ExportItem& item
 }
 
 }  // namespace
+
+char DelimiterChar(int32_t kind) {
+  switch (kind) {
+    case kSemicolon:
+      return ';';
+    case kSpace:
+      return ' ';
+    case kTab:
+      return '\t';
+    default:
+      return ',';
+  }
+}
 
 CsvWriter::CsvWriter(std::ostream* out, std::string header, std::vector<IdRange> column_filter,
                      int32_t delimiter)

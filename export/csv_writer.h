@@ -16,6 +16,9 @@ namespace qorarc {
 // Values other than these act as kComma.
 enum DelimiterKind : int32_t { kComma = 0, kSemicolon = 1, kSpace = 2, kTab = 3 };
 
+// The character of a DelimiterKind.
+char DelimiterChar(int32_t kind);
+
 // Columns of a line: 0 date, 1 time, 2 class, 3 type, 4 level, 5 ID, then
 // 6 + k for value element k, so lines of different items may differ in length.
 class CsvWriter : public Writer {

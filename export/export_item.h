@@ -13,6 +13,7 @@ namespace qorarc {
 struct ExportItem {
   std::string_view date;        // "2021-03-04", or "---" without a time stamp
   std::string_view time;        // "05:06:07.123456", or "---"
+  int64_t timestamp = 0;        // nanoseconds since the time base; 0: none
   std::string_view class_name;  // "GrDouble"; may be empty
   std::string_view type_name;   // "HiHi", "Lo  "; may be empty
   std::string_view level;       // "Core Warning"; may be empty

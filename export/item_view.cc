@@ -21,6 +21,7 @@ ExportItem ViewBuilder::Build(const ArchiveItem& item) {
   return ExportItem{
       .date = dates_.For(timestamp, day),
       .time = std::string_view(time_text_, FormatTime(timestamp, time_text_)),
+      .timestamp = timestamp,
       .class_name = texts.class_name,
       .type_name = texts.type_name,
       .level = code == kStringCode ? LevelText(item.count) : std::string_view(),

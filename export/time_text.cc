@@ -85,6 +85,17 @@ uint32_t SecondsInMicros(uint32_t seconds, uint32_t nanos) {
   return static_cast<uint32_t>(micros);
 }
 
+// Copies a date text of up to kDateTextSize bytes.
+char* CopyDate(char* out, std::string_view date) {
+  if (date.size() == 10) {
+    std::memcpy(out, date.data(), 10);
+    return out + 10;
+  }
+  const size_t n = std::min(date.size(), kDateTextSize);
+  std::memcpy(out, date.data(), n);
+  return out + n;
+}
+
 }  // namespace
 
 size_t FormatDayDate(int64_t day_number, char* out) {
@@ -133,6 +144,32 @@ std::string_view DateTextCache::For(int64_t timestamp, int64_t day) {
     day_ = day;
   }
   return std::string_view(text_, size_);
+}
+
+size_t FormatUtcTimestamp(int64_t timestamp, DateTextCache* dates, char* out) {
+  const int64_t day = DayOf(timestamp);
+  const std::string_view date = dates->For(timestamp, day);
+  char* p = CopyDate(out, date);
+  *p++ = 'T';
+  const int64_t of_day = timestamp - day * kNanosPerDay;
+  const auto second_of_day = static_cast<uint32_t>(of_day / kNanosPerSecond);
+  const auto nanos = static_cast<uint32_t>(of_day - int64_t{second_of_day} * kNanosPerSecond);
+  const uint32_t minute_of_day = second_of_day / 60;
+  p = Put2(p, minute_of_day / 60);
+  *p++ = ':';
+  p = Put2(p, minute_of_day % 60);
+  *p++ = ':';
+  p = Put2(p, second_of_day - minute_of_day * 60);
+  *p++ = '.';
+  // 9 digits: a leading digit, then four pairs.
+  *p++ = static_cast<char>('0' + nanos / 100'000'000);
+  const uint32_t rest = nanos % 100'000'000;
+  p = Put2(p, rest / 1'000'000);
+  p = Put2(p, rest / 10'000 % 100);
+  p = Put2(p, rest / 100 % 100);
+  p = Put2(p, rest % 100);
+  *p++ = 'Z';
+  return static_cast<size_t>(p - out);
 }
 
 std::string DateText(int64_t timestamp) {

@@ -49,6 +49,14 @@ class DateTextCache {
   size_t size_ = 0;
 };
 
+// "2021-03-04T05:06:07.123456789Z" (RFC 3339, UTC): the date and the exact
+// time of day, nanoseconds in full, nothing rounded; the day is the floor of
+// the time stamp divided by a day. Into out, which holds kUtcTextSize bytes;
+// returns the length. The time stamp must not be 0 ("no time stamp"), which
+// each format shows in its own way; `dates` keeps the date text of the day.
+inline constexpr size_t kUtcTextSize = kDateTextSize + 21;
+size_t FormatUtcTimestamp(int64_t timestamp, DateTextCache* dates, char* out);
+
 // The same texts as strings.
 std::string DateText(int64_t timestamp);
 std::string TimeText(int64_t timestamp);

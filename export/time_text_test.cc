@@ -147,5 +147,42 @@ TEST(TimeTextTest, ParsedTextsReadBack) {
   }
 }
 
+TEST(TimeTextTest, UtcTimestamps) {
+  const struct {
+    int64_t timestamp;
+    const char* text;
+  } cases[] = {
+      {1, "2000-01-01T00:00:00.000000001Z"},
+      {-1, "1999-12-31T23:59:59.999999999Z"},
+      {At(7062, 23, 59, 59, 999'999'600), "2019-05-03T23:59:59.999999600Z"},
+      {At(7062, 0, 0, 0, 0), "2019-05-03T00:00:00.000000000Z"},
+      {At(7062, 10, 2, 3, 40'506'070), "2019-05-03T10:02:03.040506070Z"},
+      {std::numeric_limits<int64_t>::max(), "2292-04-10T23:47:16.854775807Z"},
+      {std::numeric_limits<int64_t>::min(), "1707-09-22T00:12:43.145224192Z"},
+  };
+  DateTextCache dates;
+  for (const auto& c : cases) {
+    char text[kUtcTextSize];
+    EXPECT_EQ(std::string(text, FormatUtcTimestamp(c.timestamp, &dates, text)), c.text);
+  }
+}
+
+// Pasted back as a bound, a "ts" text gives its time stamp again.
+TEST(TimeTextTest, UtcTimestampsReadBack) {
+  std::mt19937_64 random(20191231);
+  std::uniform_int_distribution<int64_t> any_time(std::numeric_limits<int64_t>::min(),
+                                                  std::numeric_limits<int64_t>::max());
+  DateTextCache dates;
+  for (int i = 0; i < 100'000; ++i) {
+    const int64_t timestamp = any_time(random);
+    if (timestamp == 0) continue;
+    char text[kUtcTextSize];
+    const std::string_view ts(text, FormatUtcTimestamp(timestamp, &dates, text));
+    int64_t parsed = 0;
+    ASSERT_EQ(ParseTimeBound(ts, &parsed), 0) << ts;
+    ASSERT_EQ(parsed, timestamp) << ts;
+  }
+}
+
 }  // namespace
 }  // namespace qorarc

@@ -29,7 +29,8 @@ _qorarc() {
         -nd --no-data -ne --no-events -nl --no-log -p --pretty-print
         -itc --item-total-count -cf --csv -ch --csv-header
         -ccf --csv-column-filter -dscl --delimiter-semicol
-        -dspc --delimiter-space -dtab --delimiter-tab"
+        -dspc --delimiter-space -dtab --delimiter-tab
+        -jl --json-lines -lc --long-csv"
     COMPREPLY=()
 
     case $prev in

@@ -62,6 +62,13 @@ const char kHelpBody[] =
     "\t-dscl, --delimiter-semicol\tuse semicolon as column delimiter instead of comma\n"
     "\t-dspc, --delimiter-space \tuse space as column delimiter instead of comma\n"
     "\t-dtab, --delimiter-tab   \tuse tab as column delimiter instead of comma\n"
+    "\n"
+    "Other output formats:\n"
+    "\t-jl, --json-lines        \texports one JSON object per line (JSON Lines),\n"
+    "\t                         \ttime stamps in full nanoseconds\n"
+    "\t-lc, --long-csv          \texports CSV with a header and one row per value,\n"
+    "\t                         \tquoted where needed; the delimiter options apply\n"
+    "\t                         \t--json-lines wins over --long-csv, which wins over --csv\n"
     "\n";
 
 const char kBadParameters[] =

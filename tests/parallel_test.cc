@@ -78,6 +78,8 @@ INSTANTIATE_TEST_SUITE_P(
         ParallelCase{"TextArrayEndsJson", {}},
         ParallelCase{"TextArrayEndsPrettyJsonInAFile", {"-p", "-o", "OUT"}},
         ParallelCase{"UntilTimeBeforeTheTextArray", {"-p", "-itc", "-ft2", "2019-12-31 00:00:05"}},
+        ParallelCase{"JsonLinesWithLimit", {"-jl", "-ic", "13"}},
+        ParallelCase{"LongCsv", {"-lc", "-dscl"}},
         ParallelCase{"FailedWrite", {"--csv", "-o", "/dev/full"}},
         ParallelCase{"FailedWriteOfJson", {"-ft2", "2019-12-31 00:00:05", "-o", "/dev/full"}}),
     [](const ::testing::TestParamInfo<ParallelCase>& info) { return std::string(info.param.name); });
