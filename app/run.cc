@@ -14,6 +14,7 @@
 #include "app/export_threads.h"
 #include "app/help_text.h"
 #include "app/options.h"
+#include "app/progress_meter.h"
 #include "archive/discovery.h"
 #include "archive/read_state.h"
 #include "core/messages.h"
@@ -110,15 +111,20 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   }
   ItemProcessor processor(&filter, options.item_total_count, output.get());
   AReadState state;
+  const ProgressMeter::Mode progress = ProgressMeter::Wanted(!options.output_path.empty());
+  ProgressMeter meter(progress, &processor, &state, entries, filter.item_count_limit);
   writer->beginDocument();
   try {
-    state.Export(entries, &processor);
+    state.Export(entries, progress == ProgressMeter::Mode::kOff
+                              ? static_cast<ItemSink*>(&processor)
+                              : &meter);
     output->Finish();
   } catch (const std::logic_error&) {
     writer->flush();  // keep what was written before the failing item
     throw;
   }
   writer->endDocument(processor.count());
+  meter.Finish();
 }
 
 // Flushes standard output; a failed write must not end in success.

@@ -110,6 +110,7 @@ void AReadState::Refill() {
       break;
     }
     valid_ += static_cast<size_t>(n);
+    bytes_read_ += static_cast<uint64_t>(n);
   }
 }
 

@@ -45,6 +45,9 @@ class AReadState {
   // files end or the sink is done.
   void Export(const std::vector<ArchiveFileEntry>& files, ItemSink* sink);
 
+  // Bytes read from the files so far, for a progress display.
+  uint64_t bytes_read() const { return bytes_read_; }
+
   static constexpr size_t kDefaultCapacity = 256 * 1024;
 
  private:
@@ -63,6 +66,7 @@ class AReadState {
   int fd_ = -1;
   bool at_eof_ = true;
   uint16_t day_ = 0;
+  uint64_t bytes_read_ = 0;
   ArchiveItem item_;
 };
 

@@ -11,11 +11,22 @@ namespace qorarc {
 // Set by the option parser when "-ve"/"--verbose" is given; read everywhere.
 inline bool g_verbose = false;
 
+// True while a status line (the progress of an export) stands on standard
+// error without a line feed; the next message line first clears it.
+inline bool g_status_line_shown = false;
+
+// Carriage return and "erase to the end of the line": clears a status line.
+inline constexpr std::string_view kClearStatusLine = "\r\x1b[K";
+
 // Writes text and a line feed to standard error in one piece, so that lines
 // never interleave with other output.
 inline void ErrorLine(std::string_view text) {
   std::string line;
-  line.reserve(text.size() + 1);
+  line.reserve(kClearStatusLine.size() + text.size() + 1);
+  if (g_status_line_shown) {
+    line.append(kClearStatusLine);
+    g_status_line_shown = false;
+  }
   line.append(text).push_back('\n');
   std::fwrite(line.data(), 1, line.size(), stderr);
 }
