@@ -1,7 +1,6 @@
 #include "export/parallel_output.h"
 
 #include <cstring>
-#include <streambuf>
 #include <utility>
 
 #include "export/writer.h"
@@ -30,23 +29,6 @@ size_t ValueBytesOf(const ArchiveItem& item) {
   const size_t bytes = ArrayValueBytes(code, item.count);
   return bytes < 8 ? 8 : bytes;
 }
-
-// A stream buffer that appends to a string: a worker's writer writes its
-// block here.
-class BlockBuffer : public std::streambuf {
- public:
-  std::string text;
-
- protected:
-  std::streamsize xsputn(const char* s, std::streamsize n) override {
-    text.append(s, static_cast<size_t>(n));
-    return n;
-  }
-  int_type overflow(int_type c) override {
-    if (!traits_type::eq_int_type(c, traits_type::eof())) text.push_back(traits_type::to_char_type(c));
-    return traits_type::not_eof(c);
-  }
-};
 
 // Calls write(item) for each item of a batch, unpacked into `*item`.
 template <typename Write>
@@ -80,7 +62,7 @@ void PassOneItem(Writer* writer) {
 struct ParallelOutput::Batch {
   std::vector<QueuedItem> items;
   std::string arena;
-  std::string block;           // the formatted text, once done
+  PendingText block;           // the formatted text, once done
   std::exception_ptr error;    // what formatting threw, if anything
   bool first = false;          // holds the document's first item
   bool done = false;           // guarded by mutex_
@@ -88,7 +70,7 @@ struct ParallelOutput::Batch {
   void Clear() {
     items.clear();
     arena.clear();
-    block.clear();
+    block.size = 0;
     error = nullptr;
     first = false;
     done = false;
@@ -96,8 +78,8 @@ struct ParallelOutput::Batch {
 };
 
 struct ParallelOutput::Worker {
-  BlockBuffer buffer;
-  std::ostream stream{&buffer};
+  // The writer keeps its text and hands it over: nothing reaches the stream.
+  std::ostream stream{nullptr};
   std::unique_ptr<Writer> writer;
   bool begun = false;
   ViewBuilder views;
@@ -148,7 +130,7 @@ void ParallelOutput::Write(const ArchiveItem& item) {
 void ParallelOutput::Finish() { Drain(); }
 
 void ParallelOutput::Drain() {
-  if (workers_.empty()) {
+  if (helper_ == nullptr) {
     // Fewer items than a batch so far: no thread was needed.
     ForEachItem(current_->items, current_->arena, &scratch_,
                 [this](const ArchiveItem& item) { document_->writeItem(views_.Build(item)); });
@@ -160,7 +142,7 @@ void ParallelOutput::Drain() {
 }
 
 void ParallelOutput::Submit() {
-  if (workers_.empty()) StartWorkers();
+  if (helper_ == nullptr) StartWorkers();
   current_->first = batches_submitted_++ == 0;
   Batch* batch = current_.get();
   in_flight_.push_back(std::move(current_));
@@ -175,14 +157,25 @@ void ParallelOutput::Submit() {
     current_ = std::move(spare_.back());
     spare_.pop_back();
   }
-  while (in_flight_.size() > kBatchesPerWorker * workers_.size()) WriteOldest();
+  while (in_flight_.size() > kBatchesPerWorker * static_cast<size_t>(threads_)) WriteOldest();
 }
 
 void ParallelOutput::WriteOldest() {
   Batch& batch = *in_flight_.front();
-  {
-    std::unique_lock<std::mutex> lock(mutex_);
-    batch_done_.wait(lock, [&batch] { return batch.done; });
+  for (;;) {
+    // Rather than wait, this thread formats a batch no worker has taken.
+    Batch* waiting = nullptr;
+    {
+      std::unique_lock<std::mutex> lock(mutex_);
+      if (batch.done) break;
+      if (todo_.empty()) {
+        batch_done_.wait(lock, [&batch] { return batch.done; });
+        break;
+      }
+      waiting = todo_.front();
+      todo_.pop_front();
+    }
+    Format(helper_.get(), waiting);
   }
   if (batch.error) std::rethrow_exception(batch.error);
   if (!blocks_written_) {
@@ -192,20 +185,27 @@ void ParallelOutput::WriteOldest() {
     PassOneItem(document_);
     blocks_written_ = true;
   }
-  out_->write(batch.block.data(), static_cast<std::streamsize>(batch.block.size()));
+  out_->write(reinterpret_cast<const char*>(batch.block.data.get()),
+              static_cast<std::streamsize>(batch.block.size));
   out_->flush();
   batch.Clear();
   spare_.push_back(std::move(in_flight_.front()));
   in_flight_.pop_front();
 }
 
+std::unique_ptr<ParallelOutput::Worker> ParallelOutput::MakeWorker() {
+  auto worker = std::make_unique<Worker>();
+  worker->writer = make_writer_(&worker->stream);
+  worker->writer->CollectText();
+  worker->item.text.reserve(kMaxRecordBytes);
+  return worker;
+}
+
 void ParallelOutput::StartWorkers() {
-  for (int i = 0; i < threads_; ++i) {
-    auto worker = std::make_unique<Worker>();
-    worker->writer = make_writer_(&worker->stream);
-    worker->item.text.reserve(kMaxRecordBytes);
-    workers_.push_back(std::move(worker));
-  }
+  // This thread is one of the threads: it reads, and formats when it would
+  // otherwise wait.
+  helper_ = MakeWorker();
+  for (int i = 1; i < threads_; ++i) workers_.push_back(MakeWorker());
   for (const std::unique_ptr<Worker>& worker : workers_)
     worker->thread = std::thread(&ParallelOutput::RunWorker, this, worker.get());
 }
@@ -220,33 +220,34 @@ void ParallelOutput::RunWorker(Worker* worker) {
       batch = todo_.front();
       todo_.pop_front();
     }
-    try {
-      Writer* writer = worker->writer.get();
-      if (!worker->begun) {
-        writer->beginDocument();
-        if (batch->first) {
-          writer->DiscardPending();
-        } else {
-          PassOneItem(writer);
-        }
-        worker->begun = true;
-      }
-      worker->buffer.text.clear();
-      ForEachItem(batch->items, batch->arena, &worker->item, [worker](const ArchiveItem& item) {
-        worker->writer->writeItem(worker->views.Build(item));
-      });
-      // The pending text goes to the block without a stream flush.
-      writer->flush();
-      std::swap(batch->block, worker->buffer.text);
-    } catch (...) {
-      batch->error = std::current_exception();
-    }
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      batch->done = true;
-    }
-    batch_done_.notify_all();
+    Format(worker, batch);
   }
+}
+
+void ParallelOutput::Format(Worker* worker, Batch* batch) {
+  try {
+    Writer* writer = worker->writer.get();
+    if (!worker->begun) {
+      writer->beginDocument();
+      if (batch->first) {
+        writer->DiscardPending();
+      } else {
+        PassOneItem(writer);
+      }
+      worker->begun = true;
+    }
+    ForEachItem(batch->items, batch->arena, &worker->item, [worker](const ArchiveItem& item) {
+      worker->writer->writeItem(worker->views.Build(item));
+    });
+    writer->HandOverText(&batch->block);
+  } catch (...) {
+    batch->error = std::current_exception();
+  }
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    batch->done = true;
+  }
+  batch_done_.notify_all();
 }
 
 }  // namespace qorarc

@@ -35,8 +35,9 @@ class ParallelOutput : public ItemOutput {
   using WriterFactory = std::function<std::unique_ptr<Writer>(std::ostream* out)>;
 
   // `document` has begun the document on `*out` and writes its end after
-  // Finish(). `threads` workers start when the first batch of
-  // `batch_items` items is full; an export smaller than that is written by
+  // Finish(). When the first batch of `batch_items` items is full,
+  // `threads` - 1 workers start, and this thread formats batches too while
+  // it waits for one; an export smaller than a batch is written by
   // `document` alone, as without threads.
   ParallelOutput(Writer* document, std::ostream* out, WriterFactory make_writer, int threads,
                  size_t batch_items);
@@ -60,8 +61,11 @@ class ParallelOutput : public ItemOutput {
   // Writes every queued item, in order, before the document's writer
   // writes on its own.
   void Drain();
+  std::unique_ptr<Worker> MakeWorker();
   void StartWorkers();
   void RunWorker(Worker* worker);
+  // Formats `*batch` with the writer of `*worker`.
+  void Format(Worker* worker, Batch* batch);
 
   Writer* document_;
   std::ostream* out_;
@@ -83,6 +87,7 @@ class ParallelOutput : public ItemOutput {
   std::deque<Batch*> todo_;  // guarded by mutex_
   bool stopping_ = false;    // guarded by mutex_
   std::vector<std::unique_ptr<Worker>> workers_;
+  std::unique_ptr<Worker> helper_;  // this thread's, once the workers run
 };
 
 }  // namespace qorarc

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <ostream>
+#include <utility>
 
 namespace qorarc {
 
@@ -10,6 +11,11 @@ PendingText::PendingText()
     : data(new char8_t[kPieceSize + kSlack]), capacity(kPieceSize + kSlack) {}
 
 void PendingText::WriteTo(std::ostream* out) {
+  if (collect) {
+    if (capacity - size < kSlack) Grow(kSlack);
+    piece_size = capacity - kSlack;
+    return;
+  }
   if (size == 0) return;
   out->write(reinterpret_cast<const char*>(data.get()), static_cast<std::streamsize>(size));
   size = 0;
@@ -21,6 +27,14 @@ void PendingText::Grow(size_t n) {
   std::memcpy(bigger.get(), data.get(), size);
   data = std::move(bigger);
   capacity = wanted;
+}
+
+void PendingText::HandOver(PendingText* other) {
+  std::swap(data, other->data);
+  std::swap(size, other->size);
+  std::swap(capacity, other->capacity);
+  size = 0;
+  if (collect) piece_size = capacity - kSlack;
 }
 
 Writer::Writer(std::ostream* out) : out_(out) {}

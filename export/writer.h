@@ -25,7 +25,7 @@ struct PendingText {
 
   PendingText();
 
-  bool PieceReady() const { return size >= kPieceSize; }
+  bool PieceReady() const { return size >= piece_size; }
 
   // Appends c; the caller has made room.
   void Append(char c) { data[size++] = static_cast<char8_t>(c); }
@@ -41,8 +41,12 @@ struct PendingText {
   }
 
   // Hands the whole text, NUL bytes included, to the stream and empties it.
-  // The stream is not flushed.
+  // The stream is not flushed. When collecting, keeps the text and makes
+  // room for another piece instead.
   void WriteTo(std::ostream* out);
+
+  // Gives the text to `*other` and takes its buffer, emptied, in exchange.
+  void HandOver(PendingText* other);
 
   // Only a text longer than the slack gets here.
   void Grow(size_t n);
@@ -53,6 +57,10 @@ struct PendingText {
   std::unique_ptr<char8_t[]> data;
   size_t size = 0;
   size_t capacity = 0;
+  size_t piece_size = kPieceSize;
+  // Set for a writer thread of the parallel export, whose text is handed
+  // over whole at the end of a batch rather than copied out piece by piece.
+  bool collect = false;
 };
 
 // Copies s to out and returns its end. Texts of 4 to 16 characters, which
@@ -111,6 +119,11 @@ class Writer {
   // Drops the pending text unwritten: lets a writer reach the state that
   // some output leaves without producing that output.
   void DiscardPending() { pending_.size = 0; }
+
+  // Keeps the whole text instead of writing it to the stream, until it is
+  // handed over with HandOverText().
+  void CollectText() { pending_.collect = true; }
+  void HandOverText(PendingText* block) { pending_.HandOver(block); }
 
  protected:
   std::ostream* out_;
