@@ -7,6 +7,8 @@
 //   - the compact JSON is a valid document once the empty slots of NaN and
 //     infinite reals are filled;
 //   - JSON and CSV count the same items under the same filter.
+//   - with threads, the pretty JSON and the CSV are the same as without;
+//   - every JSON Lines line is strict JSON, one per item written.
 // A text value of codes 25 and 27 ends the JSON export with std::logic_error,
 // as it ends the program's export; the checks that need a whole JSON
 // document are then skipped.
@@ -32,7 +34,9 @@
 #include "archive/read_state.h"
 #include "export/csv_writer.h"
 #include "export/item_processor.h"
+#include "export/json_lines_writer.h"
 #include "export/json_writer.h"
+#include "export/parallel_output.h"
 
 namespace qorarc {
 namespace {
@@ -75,25 +79,39 @@ struct Output {
   bool failed = false;  // the writer ended the export with a logic error
 };
 
-enum class Format { kCompact, kPretty, kCsv };
+enum class Format { kCompact, kPretty, kCsv, kJsonLines };
 
+// `threaded`: three threads and batches of two items, so that batch edges
+// fall everywhere.
 Output Export(const ItemFilter& filter, const std::vector<IdRange>& columns, bool count_all,
-              Format format, const std::vector<ArchiveFileEntry>& files) {
+              Format format, const std::vector<ArchiveFileEntry>& files, bool threaded = false) {
   std::ostringstream stream;
   // The smallest buffer the reader allows, so that inputs of some ten
   // kilobytes already slide it.
   AReadState state(2 * kMaxRecordBytes);
   Output output;
-  std::unique_ptr<Writer> writer;
-  if (format == Format::kCsv)
-    writer = std::make_unique<CsvWriter>(&stream, "", columns, columns.empty() ? kComma : kTab);
-  else
-    writer = MakeJsonWriter(&stream, format == Format::kPretty, true);
-  DirectOutput direct(writer.get());
-  ItemProcessor processor(&filter, count_all, &direct);
+  auto make_writer = [&](std::ostream* out) -> std::unique_ptr<Writer> {
+    switch (format) {
+      case Format::kCsv:
+        return std::make_unique<CsvWriter>(out, "", columns, columns.empty() ? kComma : kTab);
+      case Format::kJsonLines:
+        return std::make_unique<JsonLinesWriter>(out);
+      default:
+        return MakeJsonWriter(out, format == Format::kPretty, true);
+    }
+  };
+  std::unique_ptr<Writer> writer = make_writer(&stream);
+  std::unique_ptr<ItemOutput> items;
+  if (threaded) {
+    items = std::make_unique<ParallelOutput>(writer.get(), &stream, make_writer, 3, 2);
+  } else {
+    items = std::make_unique<DirectOutput>(writer.get());
+  }
+  ItemProcessor processor(&filter, count_all, items.get());
   writer->beginDocument();
   try {
     state.Export(files, &processor);
+    items->Finish();
     writer->endDocument(processor.count());
   } catch (const std::logic_error&) {
     writer->flush();
@@ -153,6 +171,28 @@ void CheckExport(const ItemFilter& filter, const std::vector<IdRange>& columns, 
   Output compact = Export(filter, columns, count_all, Format::kCompact, files);
   Output pretty = Export(filter, columns, count_all, Format::kPretty, files);
   Output csv = Export(filter, columns, count_all, Format::kCsv, files);
+  for (Format format : {Format::kPretty, Format::kCsv}) {
+    const Output& direct = format == Format::kCsv ? csv : pretty;
+    const Output threaded = Export(filter, columns, count_all, format, files, true);
+    if (threaded.text != direct.text || threaded.failed != direct.failed ||
+        threaded.count != direct.count)
+      Fail("the export with threads differs", threaded.text, direct.text);
+  }
+  // Every JSON Lines line is strict JSON in valid UTF-8, one per item.
+  const Output lines = Export(filter, columns, count_all, Format::kJsonLines, files);
+  size_t line_count = 0;
+  for (size_t start = 0; start < lines.text.size(); ++line_count) {
+    const size_t end = lines.text.find('\n', start);
+    if (end == std::string::npos) Fail("a JSON Lines line without its line feed", lines.text, "");
+    rapidjson::Document line;
+    line.Parse<rapidjson::kParseValidateEncodingFlag>(lines.text.data() + start, end - start);
+    if (line.HasParseError() || !line.IsObject())
+      Fail("a JSON Lines line does not parse", lines.text.substr(start, end - start), "");
+    start = end + 1;
+  }
+  const int32_t limit = filter.item_count_limit;
+  const size_t written = static_cast<size_t>(limit >= 0 && lines.count > limit ? limit : lines.count);
+  if (line_count != written) Fail("JSON Lines has not one line per item", lines.text, "");
   if (WithoutLayout(pretty.text) != compact.text)
     Fail("pretty and compact JSON differ", pretty.text, compact.text);
   if (compact.failed != pretty.failed) Fail("only one JSON export failed", pretty.text, compact.text);
