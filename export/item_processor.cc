@@ -6,22 +6,14 @@
 #include "export/writer.h"
 
 namespace qorarc {
-namespace {
 
-bool InRanges(const std::vector<IdRange>& ranges, int64_t n) {
-  for (const IdRange& range : ranges)
-    if (range.first <= n && n <= range.last) return true;
-  return false;
-}
-
-}  // namespace
-
-Verdict Judge(const ItemFilter& filter, int64_t timestamp, uint16_t id, int32_t kind) {
+Verdict Judge(const ItemFilter& filter, const RangeSet& ids, int64_t timestamp, uint16_t id,
+              int32_t kind) {
   if (timestamp != 0) {
     if (timestamp < filter.from_time) return Verdict::kSkip;
     if (filter.has_until() && timestamp > filter.until_time) return Verdict::kStopFile;
   }
-  if (!filter.id_ranges.empty() && !InRanges(filter.id_ranges, id)) return Verdict::kSkip;
+  if (!filter.id_ranges.empty() && !ids.Contains(id)) return Verdict::kSkip;
   const bool left_out = kind == kKindData                                ? filter.no_data
                         : (kind == kKindEvent || kind == kKindEventZero) ? filter.no_events
                                                                          : filter.no_log;
@@ -29,7 +21,10 @@ Verdict Judge(const ItemFilter& filter, int64_t timestamp, uint16_t id, int32_t 
 }
 
 ItemProcessor::ItemProcessor(const ItemFilter* filter, bool count_all, Writer* writer)
-    : filter_(filter), count_all_(count_all), writer_(writer) {
+    : filter_(filter),
+      count_all_(count_all),
+      writer_(writer),
+      ids_(filter->id_ranges, kIdCount) {
   for (size_t type = 0; type < record_texts_.size(); ++type) {
     record_texts_[type] = {ClassText(static_cast<int>(type & 0x1F)),
                            TypeText(static_cast<uint8_t>(type))};
@@ -53,7 +48,7 @@ void ItemProcessor::Corruption(const std::string& path) {
 bool ItemProcessor::Item(const ArchiveItem& item) {
   const int64_t timestamp = item.timestamp();
   const int code = item.code();
-  const Verdict verdict = Judge(*filter_, timestamp, item.id, ItemKindOf(code, item.count));
+  const Verdict verdict = Judge(*filter_, ids_, timestamp, item.id, ItemKindOf(code, item.count));
   if (verdict == Verdict::kStopFile) return false;
   if (verdict == Verdict::kSkip) return true;
   const int32_t limit = filter_->item_count_limit;

@@ -12,6 +12,7 @@
 #include "archive/archive_format.h"
 #include "archive/item_filter.h"
 #include "archive/read_state.h"
+#include "export/range_set.h"
 #include "export/time_text.h"
 
 namespace qorarc {
@@ -21,6 +22,9 @@ class Writer;
 // "--item-total-count" stops counting items past the limit here.
 inline constexpr int32_t kMaxTotalCount = 99'999;
 
+// Every ID an item can have: the ID set covers them all.
+inline constexpr int64_t kIdCount = 65'536;
+
 enum class Verdict {
   kPass,      // export the item
   kSkip,      // leave it out, go on reading
@@ -28,8 +32,10 @@ enum class Verdict {
 };
 
 // Applies the time span (both bounds inclusive; an item without a time stamp
-// is not tested), the ID ranges and the kind switches to one item.
-Verdict Judge(const ItemFilter& filter, int64_t timestamp, uint16_t id, int32_t kind);
+// is not tested), the ID ranges and the kind switches to one item. `ids` is
+// the set of the filter's ID ranges (RangeSet(filter.id_ranges, kIdCount)).
+Verdict Judge(const ItemFilter& filter, const RangeSet& ids, int64_t timestamp, uint16_t id,
+              int32_t kind);
 
 class ItemProcessor : public ItemSink {
  public:
@@ -49,6 +55,7 @@ class ItemProcessor : public ItemSink {
   const ItemFilter* filter_;
   bool count_all_;
   Writer* writer_;
+  RangeSet ids_;
   int32_t count_ = 0;
   // Class and type texts by type byte, looked up once at construction
   // rather than per item.
