@@ -32,6 +32,8 @@ ItemProcessor::ItemProcessor(const ItemFilter* filter, bool count_all, Writer* w
 }
 
 bool ItemProcessor::Done() const {
+  // A failed write ends the export: nothing more can reach the output.
+  if (writer_->failed()) return true;
   const int32_t limit = filter_->item_count_limit;
   if (limit < 0 || count_ < limit) return false;
   return !(count_all_ && count_ < kMaxTotalCount);

@@ -43,6 +43,7 @@ class ItemProcessor : public ItemSink {
   // kMaxTotalCount). Both pointers must outlive the processor.
   ItemProcessor(const ItemFilter* filter, bool count_all, Writer* writer);
 
+  // True past the limit (and the count), or once the writer has failed.
   bool Done() const override;
   void FileStarted(const std::string& path) override;
   bool Item(const ArchiveItem& item) override;

@@ -13,6 +13,7 @@ void PendingText::WriteTo(std::ostream* out) {
   if (size == 0) return;
   out->write(reinterpret_cast<const char*>(data.get()), static_cast<std::streamsize>(size));
   size = 0;
+  if (!*out) failed = true;
 }
 
 void PendingText::Grow(size_t n) {
@@ -30,6 +31,7 @@ Writer::~Writer() = default;
 void Writer::flush() {
   pending_.WriteTo(out_);
   out_->flush();
+  if (!*out_) pending_.failed = true;
 }
 
 }  // namespace qorarc

@@ -41,7 +41,7 @@ struct PendingText {
   }
 
   // Hands the whole text, NUL bytes included, to the stream and empties it.
-  // The stream is not flushed.
+  // The stream is not flushed. A stream left failed sets `failed`.
   void WriteTo(std::ostream* out);
 
   // Only a text longer than the slack gets here.
@@ -53,6 +53,8 @@ struct PendingText {
   std::unique_ptr<char8_t[]> data;
   size_t size = 0;
   size_t capacity = 0;
+  // A write to the stream has failed: the document cannot be completed.
+  bool failed = false;
 };
 
 // Copies s to out and returns its end. Texts of 4 to 16 characters, which
@@ -80,7 +82,8 @@ inline std::string_view CutAtNul(std::string_view s) { return s.substr(0, s.find
 
 // Receives the items of one export and turns them into a whole document on
 // the stream. Stream errors stay in the stream's state bits: no operation
-// reports them, the caller checks the stream after endDocument().
+// reports them, the caller checks the stream after endDocument(); failed()
+// tells the export loop early.
 class Writer {
  public:
   // The caller owns the stream and keeps it open until the writer is gone.
@@ -103,6 +106,10 @@ class Writer {
   // Instead of the four operations: the document of an export that found
   // no archive files, then flush().
   virtual void WriteEmptyResult() = 0;
+
+  // True once a piece could not be written: the export may stop. Checked
+  // when a piece goes out, so asking costs nothing per item.
+  bool failed() const { return pending_.failed; }
 
  protected:
   std::ostream* out_;
