@@ -47,6 +47,11 @@ void ItemProcessor::Corruption(const std::string& path) {
   VerboseLine("Error occured while reading file '" + path + "'.");
 }
 
+void ItemProcessor::ReadFailed(const std::string& path, int error_number) {
+  ReadFailedLine(path, error_number);
+  read_failed_ = true;
+}
+
 bool ItemProcessor::Item(const ArchiveItem& item) {
   const int64_t timestamp = item.timestamp();
   const int code = item.code();

@@ -48,9 +48,13 @@ class ItemProcessor : public ItemSink {
   void FileStarted(const std::string& path) override;
   bool Item(const ArchiveItem& item) override;
   void Corruption(const std::string& path) override;
+  // Reports the file on standard error, always, and remembers the failure.
+  void ReadFailed(const std::string& path, int error_number) override;
 
   // Items that passed the filter: written or, past the limit, only counted.
   int32_t count() const { return count_; }
+  // Some file could not be opened or read.
+  bool read_failed() const { return read_failed_; }
 
  private:
   const ItemFilter* filter_;
@@ -58,6 +62,7 @@ class ItemProcessor : public ItemSink {
   Writer* writer_;
   RangeSet ids_;
   int32_t count_ = 0;
+  bool read_failed_ = false;
   // Class and type texts by type byte, looked up once at construction
   // rather than per item.
   struct RecordTexts {
