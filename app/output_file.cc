@@ -101,7 +101,7 @@ std::string HiddenName(const std::string& dir) {
 
 }  // namespace
 
-OutputFile::OutputFile() : stream_(nullptr) {}
+OutputFile::OutputFile(bool unnamed) : stream_(nullptr), try_unnamed_(unnamed) {}
 
 OutputFile::~OutputFile() {
   stream_.rdbuf(nullptr);
@@ -136,7 +136,7 @@ bool OutputFile::Open(const std::string& path) {
 bool OutputFile::OpenReplacement(const std::string& dir, const std::string& target) {
   // An unnamed file, when the file system has them and /proc can name it
   // at the end.
-  int fd = open(dir.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+  int fd = try_unnamed_ ? open(dir.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666) : -1;
   if (fd >= 0 && access(("/proc/self/fd/" + std::to_string(fd)).c_str(), F_OK) != 0) {
     close(fd);
     fd = -1;

@@ -27,7 +27,9 @@ namespace qorarc {
 
 class OutputFile {
  public:
-  OutputFile();
+  // `unnamed`: use an unnamed file where the file system has them; false
+  // always takes a hidden name.
+  explicit OutputFile(bool unnamed = true);
   // Without Commit(), removes the new file: the target stays as it was.
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
@@ -55,11 +57,12 @@ class OutputFile {
 
   std::unique_ptr<std::filebuf> buffer_;
   std::ostream stream_;
-  int fd_ = -1;               // the new file's descriptor, while open
-  bool unnamed_ = false;      // the new file has no name yet (O_TMPFILE)
-  std::string target_;        // the file the new one replaces; empty: direct
-  std::string dir_;           // the target's directory
-  std::string hidden_;        // the new file's hidden name, while it has one
+  bool try_unnamed_;
+  int fd_ = -1;           // the new file's descriptor, while open
+  bool unnamed_ = false;  // the new file has no name yet (O_TMPFILE)
+  std::string target_;    // the file the new one replaces; empty: direct
+  std::string dir_;       // the target's directory
+  std::string hidden_;    // the new file's hidden name, while it has one
 };
 
 }  // namespace qorarc
