@@ -72,10 +72,13 @@ std::string DirectoryOf(const std::string& path) {
 }
 
 // Follows symbolic links from `path` to the file they end at, which may not
-// exist. False when the chain is too long or cannot be read.
+// exist. False when the chain is too long or cannot be read, and for a path
+// through /proc (/dev/stdout is /proc/self/fd/1): the links there name open
+// descriptors, which are written as they are.
 bool ResolveLinks(const std::string& path, std::string* resolved) {
   std::string current = path;
   for (int hops = 0; hops < 40; ++hops) {
+    if (current.starts_with("/proc/")) return false;
     struct stat st;
     if (lstat(current.c_str(), &st) != 0) {
       *resolved = current;

@@ -14,8 +14,9 @@
 // umask.
 //
 // Anything that is not a regular file (a FIFO, a character device such as
-// /dev/stdout or /dev/full), and a file in a directory where no new file can
-// be made, is written directly, as an ordinary truncating open does.
+// /dev/full), a path through /proc (such as /dev/stdout), and a file in a
+// directory where no new file can be made, is written directly, as an
+// ordinary truncating open does.
 #pragma once
 
 #include <fstream>
