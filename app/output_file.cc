@@ -97,6 +97,15 @@ bool ResolveLinks(const std::string& path, std::string* resolved) {
   return false;
 }
 
+// False when a new file could not take the place of `target` (status `st`,
+// null when it does not exist): in a sticky directory such as /tmp only the
+// owner of a file may rename over it.
+bool MayReplace(const std::string& target, const struct stat* st) {
+  if (st == nullptr || st->st_uid == geteuid() || geteuid() == 0) return true;
+  struct stat dir;
+  return stat(DirectoryOf(target).c_str(), &dir) == 0 && !(dir.st_mode & S_ISVTX);
+}
+
 std::string HiddenName(const std::string& dir) {
   static unsigned counter = 0;
   return dir + "/.qorarc-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + ".tmp";
@@ -117,7 +126,12 @@ bool OutputFile::Open(const std::string& path) {
   if (ResolveLinks(path, &resolved)) {
     struct stat st;
     const bool exists = stat(resolved.c_str(), &st) == 0;
-    if ((!exists || S_ISREG(st.st_mode)) && OpenReplacement(DirectoryOf(resolved), resolved)) {
+    // A file the user may not write is refused, as an open for writing would
+    // refuse it, rather than replaced.
+    if (exists && S_ISREG(st.st_mode) && faccessat(AT_FDCWD, resolved.c_str(), W_OK, AT_EACCESS) != 0)
+      return false;
+    if ((!exists || S_ISREG(st.st_mode)) && MayReplace(resolved, exists ? &st : nullptr) &&
+        OpenReplacement(DirectoryOf(resolved), resolved)) {
       if (exists) {
         // Owner first: changing it may clear set-ID bits, which the mode
         // then restores. Only a privileged process may change the owner.

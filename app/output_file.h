@@ -14,9 +14,11 @@
 // umask.
 //
 // Anything that is not a regular file (a FIFO, a character device such as
-// /dev/full), a path through /proc (such as /dev/stdout), and a file in a
-// directory where no new file can be made, is written directly, as an
-// ordinary truncating open does.
+// /dev/full), a path through /proc (such as /dev/stdout), a file in a
+// directory where no new file can be made, and another user's file in a
+// sticky directory (where it could not be renamed over), is written
+// directly, as an ordinary truncating open does. A file the user may not
+// write is refused, as that open would refuse it.
 #pragma once
 
 #include <fstream>
