@@ -33,6 +33,9 @@ class ProgressMeter : public ItemSink {
   void FileStarted(const std::string& path) override;
   bool Item(const ArchiveItem& item) override;
   void Corruption(const std::string& path) override { processor_->Corruption(path); }
+  void ReadFailed(const std::string& path, int error_number) override {
+    processor_->ReadFailed(path, error_number);
+  }
 
   // Replaces the status line, if one was shown, by the closing line.
   void Finish();

@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <cstdio>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -14,6 +13,7 @@
 #include "app/export_threads.h"
 #include "app/help_text.h"
 #include "app/options.h"
+#include "app/output_file.h"
 #include "app/progress_meter.h"
 #include "archive/discovery.h"
 #include "archive/read_state.h"
@@ -90,9 +90,15 @@ std::unique_ptr<Writer> MakeWriter(const Options& options, std::ostream* out) {
   return MakeJsonWriter(out, options.pretty_print, options.item_total_count);
 }
 
+// The exit status of a run that completed its document although some
+// archive data could not be read.
+constexpr int kUnreadableStatus = 2;
+
 // Runs the writer over the files: the export document, or the scan listing.
+// Sets `*unreadable` when a file could not be read.
 void WriteDocument(const Options& options, const ItemFilter& filter,
-                   const std::vector<ArchiveFileEntry>& entries, std::ostream* out) {
+                   const std::vector<ArchiveFileEntry>& entries, std::ostream* out,
+                   bool* unreadable) {
   if (options.scan) {
     WriteScanList(out, options.pretty_print, CollectSpans(entries));
     return;
@@ -125,6 +131,7 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   }
   writer->endDocument(processor.count());
   meter.Finish();
+  if (processor.read_failed()) *unreadable = true;
 }
 
 // Flushes standard output; a failed write must not end in success.
@@ -180,32 +187,33 @@ int Run(int argc, char** argv) {
   if (options.scan) VerboseLine("Scanning directory '" + options.input_path + "'.");
 
   std::vector<ArchiveFileEntry> entries;
-  if (int code = Discover(filter, options.input_path, &entries); code != 0) return code;
+  bool unreadable = false;
+  if (int code = Discover(filter, options.input_path, &entries, &unreadable); code != 0)
+    return code;
+  // A complete document that lacks what could not be read.
+  auto status = [&](int code) { return code == 0 && unreadable ? kUnreadableStatus : code; };
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
     // The empty result always goes to standard output, never to a file.
     MakeWriter(options, &std::cout)->WriteEmptyResult();
-    return FinishStandardOutput();
+    return status(FinishStandardOutput());
   }
 
   if (options.output_path.empty()) {
-    WriteDocument(options, filter, entries, &std::cout);
-    return FinishStandardOutput();
+    WriteDocument(options, filter, entries, &std::cout, &unreadable);
+    return status(FinishStandardOutput());
   }
-  std::ofstream file;
-  if (!IsArchiveFile(options.output_path, entries))
-    file.open(options.output_path, std::ios::binary | std::ios::trunc);
-  if (!file.is_open()) {
+  OutputFile file;
+  if (IsArchiveFile(options.output_path, entries) || !file.Open(options.output_path)) {
     ErrorLine("Failed to open file '" + options.output_path + "' for writing.");
     return -1;
   }
-  WriteDocument(options, filter, entries, &file);
-  file.close();
-  if (!file) {
+  WriteDocument(options, filter, entries, file.stream(), &unreadable);
+  if (!file.Commit()) {
     ErrorLine("Failed to write to '" + options.output_path + "'.");
     return -1;
   }
-  return 0;
+  return status(0);
 }
 
 }  // namespace qorarc

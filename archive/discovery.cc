@@ -55,13 +55,17 @@ void ReportUnexpected(const fs::path& path) {
   VerboseLine("Unexpected path '" + path.string() + "' ignored");
 }
 
-// The entries of one directory in listing order; a listing error ends the
-// walk of that directory.
-std::vector<fs::directory_entry> List(const fs::path& dir) {
+// The entries of one directory in listing order. A listing error ends the
+// walk of that directory: it is reported and sets `*unreadable`.
+std::vector<fs::directory_entry> List(const fs::path& dir, bool* unreadable) {
   std::vector<fs::directory_entry> result;
   std::error_code ec;
   fs::directory_iterator it(dir, ec);
   for (; !ec && it != fs::directory_iterator(); it.increment(ec)) result.push_back(*it);
+  if (ec) {
+    ReadFailedLine(dir.string(), ec.value());
+    *unreadable = true;
+  }
   return result;
 }
 
@@ -78,10 +82,11 @@ bool IsRegularFile(const fs::directory_entry& entry) {
 // The subdirectories of `parents` whose names `keep` accepts; entries that
 // are not directories are reported and skipped.
 template <typename Keep>
-std::vector<fs::path> Subdirectories(const std::vector<fs::path>& parents, Keep keep) {
+std::vector<fs::path> Subdirectories(const std::vector<fs::path>& parents, Keep keep,
+                                     bool* unreadable) {
   std::vector<fs::path> result;
   for (const fs::path& parent : parents) {
-    for (const fs::directory_entry& entry : List(parent)) {
+    for (const fs::directory_entry& entry : List(parent, unreadable)) {
       fs::path path = parent / entry.path().filename();
       if (!IsDirectory(entry))
         ReportUnexpected(path);
@@ -116,7 +121,7 @@ bool ExamineFile(const ItemFilter& filter, bool single_file, const fs::path& pat
 }
 
 int Discover(const ItemFilter& filter, const std::string& input_path,
-             std::vector<ArchiveFileEntry>* entries) {
+             std::vector<ArchiveFileEntry>* entries, bool* unreadable) {
   std::error_code ec;
   fs::file_status status = fs::status(input_path, ec);
   if (!fs::exists(status)) {
@@ -133,14 +138,12 @@ int Discover(const ItemFilter& filter, const std::string& input_path,
     return -1;
   }
   const fs::path root(input_path);
-  std::vector<fs::path> years = Subdirectories({root}, [&](const std::string& name) {
-    return YearMeetsSpan(filter, name);
-  });
-  std::vector<fs::path> months = Subdirectories(years, [&](const std::string& name) {
-    return MonthMeetsSpan(filter, name);
-  });
+  std::vector<fs::path> years = Subdirectories(
+      {root}, [&](const std::string& name) { return YearMeetsSpan(filter, name); }, unreadable);
+  std::vector<fs::path> months = Subdirectories(
+      years, [&](const std::string& name) { return MonthMeetsSpan(filter, name); }, unreadable);
   for (const fs::path& month : months) {
-    for (const fs::directory_entry& entry : List(month)) {
+    for (const fs::directory_entry& entry : List(month, unreadable)) {
       fs::path path = month / entry.path().filename();
       ArchiveFileEntry file;
       if (!IsRegularFile(entry))

@@ -23,9 +23,11 @@ struct ArchiveFileEntry {
 // Fills `*entries` with the files of the filter's archive (any archive when
 // the name is empty) whose day meets the filter's time span, sorted by day.
 // Returns 0, or -1 after an error line when the input path does not exist or
-// is neither a directory nor a regular file.
+// is neither a directory nor a regular file. A directory of the walk (the
+// root, a year or a month) that cannot be listed is reported on standard
+// error and sets `*unreadable`; the walk goes on with the others.
 int Discover(const ItemFilter& filter, const std::string& input_path,
-             std::vector<ArchiveFileEntry>* entries);
+             std::vector<ArchiveFileEntry>* entries, bool* unreadable);
 
 // Decides whether one file belongs to the export; fills `*entry` when it does.
 // A single file given as the input is accepted by its extension alone.

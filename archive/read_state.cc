@@ -32,10 +32,15 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
   valid_ = 0;
   position_ = 0;
   day_ = 0;
+  read_error_ = 0;
   Close();
-  const bool open = Open(path);
+  const int error = Open(path);
   sink->FileStarted(path);
-  if (!open) return FileEnd::kNext;  // a file that cannot be opened yields nothing
+  if (error == kNotRegular) return FileEnd::kNext;  // no longer a file: nothing to read
+  if (error != 0) {
+    sink->ReadFailed(path, error);
+    return FileEnd::kNext;
+  }
   Refill();
   for (;;) {
     if (sink->Done()) return FileEnd::kStopAll;
@@ -53,12 +58,19 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
         position_ += result.length;
         break;
       case RecordStatus::kEnd:
+        // The data ran out because a read failed, not at an end mark.
+        if (size == 0 && read_error_ != 0) sink->ReadFailed(path, read_error_);
+        return FileEnd::kNext;
       case RecordStatus::kQuietEnd:
         return FileEnd::kNext;
       case RecordStatus::kTruncated:
         if (!at_eof_) {
           Refill();
           break;
+        }
+        if (read_error_ != 0) {
+          sink->ReadFailed(path, read_error_);
+          return FileEnd::kNext;
         }
         // A record cut short by the end of the file is a bad record.
         MarkBadRecord(data, size, day_, &item_);
@@ -75,18 +87,23 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
   }
 }
 
-bool AReadState::Open(const std::string& path) {
+int AReadState::Open(const std::string& path) {
   // Non-blocking, so that a FIFO put in place of a file cannot stall the
   // export; only regular files are read.
   fd_ = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (fd_ < 0) return false;
+  if (fd_ < 0) return errno;
   struct stat st;
-  if (fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode)) {
+  if (fstat(fd_, &st) != 0) {
+    const int error = errno;
     Close();
-    return false;
+    return error;
+  }
+  if (!S_ISREG(st.st_mode)) {
+    Close();
+    return kNotRegular;
   }
   at_eof_ = false;
-  return true;
+  return 0;
 }
 
 void AReadState::Close() {
@@ -103,9 +120,10 @@ void AReadState::Refill() {
   while (!at_eof_ && valid_ < capacity_) {
     const ssize_t n = read(fd_, buffer_.get() + valid_, capacity_ - valid_);
     if (n < 0 && errno == EINTR) continue;
-    // A read error ends the data like the end of the file: a record cut
-    // short by it is reported as a bad record.
+    // A read error ends the data like the end of the file; the loop reports
+    // it when it reaches the end of what was read.
     if (n <= 0) {
+      if (n < 0) read_error_ = errno;
       Close();
       break;
     }

@@ -30,6 +30,9 @@ class ItemSink {
   // The file could not be read to its end: a bad record that was taken, or
   // an overlong string record.
   virtual void Corruption(const std::string& path) = 0;
+  // The file could not be opened or read: `error_number` is the errno of
+  // the failed call. Items read before it have been handed over.
+  virtual void ReadFailed(const std::string& path, int error_number) = 0;
 };
 
 class AReadState {
@@ -54,7 +57,10 @@ class AReadState {
   enum class FileEnd { kNext, kStopAll };
 
   FileEnd ExportFile(const std::string& path, ItemSink* sink);
-  bool Open(const std::string& path);
+  // Opens a regular file: returns 0, the errno of the failed call, or
+  // kNotRegular for anything else (a FIFO or a directory put in its place).
+  int Open(const std::string& path);
+  static constexpr int kNotRegular = -1;
   void Close();
   // Moves the unread bytes to the front and reads more behind them.
   void Refill();
@@ -65,6 +71,7 @@ class AReadState {
   size_t position_ = 0;
   int fd_ = -1;
   bool at_eof_ = true;
+  int read_error_ = 0;  // errno of a failed read of the current file
   uint16_t day_ = 0;
   uint64_t bytes_read_ = 0;
   ArchiveItem item_;

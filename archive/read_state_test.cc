@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <random>
@@ -37,8 +38,12 @@ class RecordingSink : public ItemSink {
     return true;
   }
   void Corruption(const std::string&) override {}
+  void ReadFailed(const std::string& path, int error_number) override {
+    failures.push_back(path + ": " + std::to_string(error_number));
+  }
 
   std::vector<Seen> items;
+  std::vector<std::string> failures;
 };
 
 std::vector<Seen> Export(const std::string& path, size_t capacity) {
@@ -87,6 +92,23 @@ TEST(ReadStateTest, RandomRecordLengthsThroughManyRefills) {
     }
   }
   std::remove(path.c_str());
+}
+
+// A file that cannot be opened is reported with its errno and the export
+// goes on; a directory in place of a file yields nothing, quietly.
+TEST(ReadStateTest, MissingFileIsReportedAndSkipped) {
+  const std::string dir = ::testing::TempDir();
+  const std::string good = dir + "read_state_good.rea";
+  const std::string missing = dir + "read_state_missing.rea";
+  std::remove(missing.c_str());
+  WriteArchiveFile(good, ArchiveBuilder().Day(7000).Long(TimeOfDay(1, 0, 0), 3, 4).bytes());
+  AReadState state;
+  RecordingSink sink;
+  state.Export({{missing, "", "", 0}, {dir, "", "", 0}, {good, "", "", 0}}, &sink);
+  EXPECT_EQ(sink.failures, std::vector<std::string>{missing + ": " + std::to_string(ENOENT)});
+  ASSERT_EQ(sink.items.size(), 1u);
+  EXPECT_TRUE((sink.items[0] == Seen{3, "", 4}));
+  std::remove(good.c_str());
 }
 
 }  // namespace

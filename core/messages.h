@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -33,6 +34,14 @@ inline void ErrorLine(std::string_view text) {
 
 inline void VerboseLine(std::string_view text) {
   if (g_verbose) ErrorLine(text);
+}
+
+// Archive data that could not be read, always shown: the file or directory
+// and the system's reason for `error_number` (an errno value).
+inline void ReadFailedLine(std::string_view path, int error_number) {
+  std::string line = "Failed to read '";
+  line.append(path).append("': ").append(std::strerror(error_number)).push_back('.');
+  ErrorLine(line);
 }
 
 }  // namespace qorarc

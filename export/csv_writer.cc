@@ -17,6 +17,10 @@ constexpr size_t kIdCellSize = 11;
 // from FormatReal. Integers, "on", "off", "nan" and "-inf" are shorter.
 constexpr size_t kNumberCellSize = kRealTextSize + 1;
 
+// The columns an item can have: six, then one per element of an array of
+// the most value bytes, bits.
+constexpr int64_t kMaxColumns = 6 + int64_t{kMaxValueBytes} * 8;
+
 // The text of every value cell of a text value. Codes 13 to 30 (arrays of
 // times and errors, the reserved codes) have no text: their cells stay empty
 // and the export goes on. Any other code that reaches here is a scalar
@@ -104,7 +108,8 @@ CsvWriter::CsvWriter(std::ostream* out, std::string header, std::vector<IdRange>
                      int32_t delimiter)
     : Writer(out),
       header_(std::move(header)),
-      column_filter_(std::move(column_filter)),
+      filtered_(!column_filter.empty()),
+      columns_(column_filter, kMaxColumns),
       delimiter_(DelimiterChar(delimiter)) {}
 
 void CsvWriter::beginDocument() {
@@ -114,16 +119,9 @@ void CsvWriter::beginDocument() {
   pending_.SetEnd(out);
 }
 
-bool CsvWriter::Selected(int64_t column) const {
-  for (const IdRange& range : column_filter_) {
-    if (range.first <= column && column <= range.last) return true;
-  }
-  return false;
-}
-
 void CsvWriter::writeItem(const ExportItem& item) {
   const ValueCategory category = CategoryOf(item.value.code);
-  if (column_filter_.empty() && item.value_count >= 0) {
+  if (!filtered_ && item.value_count >= 0) {
     WriteWholeLine(pending_, delimiter_, item, category);
   } else {
     // Column by column, as the filter selects them.
@@ -133,13 +131,12 @@ void CsvWriter::writeItem(const ExportItem& item) {
         category == ValueCategory::kText ? ValueText(item.value) : std::string_view();
     const size_t value_room =
         category == ValueCategory::kText ? value_text.size() : kNumberCellSize;
-    const bool filtered = !column_filter_.empty();
     // 64 bits: a value count near the 32-bit limit must not wrap.
     const int64_t last = int64_t{item.value_count} + 5;
 
     bool first = true;
     for (int64_t column = 0; column <= last; ++column) {
-      if (filtered && !Selected(column)) continue;
+      if (filtered_ && !columns_.Contains(column)) continue;
       const size_t room =
           column < 5 ? texts[column].size() : column == 5 ? kIdCellSize : value_room;
       char* out = pending_.Reserve(1 + room);

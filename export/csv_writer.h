@@ -9,6 +9,7 @@
 
 #include "archive/item_filter.h"
 #include "export/export_item.h"
+#include "export/range_set.h"
 #include "export/writer.h"
 
 namespace qorarc {
@@ -37,10 +38,10 @@ class CsvWriter : public Writer {
   void WriteEmptyResult() override;
 
  private:
-  bool Selected(int64_t column) const;
-
   std::string header_;
-  std::vector<IdRange> column_filter_;
+  bool filtered_;
+  // The columns to keep: one bit for each column an item can have.
+  RangeSet columns_;
   char delimiter_;
 };
 

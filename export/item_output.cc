@@ -8,4 +8,6 @@ ItemOutput::~ItemOutput() = default;
 
 void DirectOutput::Write(const ArchiveItem& item) { writer_->writeItem(views_.Build(item)); }
 
+bool DirectOutput::Failed() const { return writer_->failed(); }
+
 }  // namespace qorarc

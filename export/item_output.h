@@ -16,6 +16,8 @@ class ItemOutput {
   virtual void Write(const ArchiveItem& item) = 0;
   // Writes everything queued, in order. Called once, after the last Write.
   virtual void Finish() {}
+  // True once a write to the output has failed: the export may stop.
+  virtual bool Failed() const = 0;
 };
 
 // Builds each item's view and hands it to the writer at once.
@@ -23,6 +25,7 @@ class DirectOutput : public ItemOutput {
  public:
   explicit DirectOutput(Writer* writer) : writer_(writer) {}
   void Write(const ArchiveItem& item) override;
+  bool Failed() const override;
 
  private:
   Writer* writer_;

@@ -3,22 +3,14 @@
 #include "core/messages.h"
 
 namespace qorarc {
-namespace {
 
-bool InRanges(const std::vector<IdRange>& ranges, int64_t n) {
-  for (const IdRange& range : ranges)
-    if (range.first <= n && n <= range.last) return true;
-  return false;
-}
-
-}  // namespace
-
-Verdict Judge(const ItemFilter& filter, int64_t timestamp, uint16_t id, int32_t kind) {
+Verdict Judge(const ItemFilter& filter, const RangeSet& ids, int64_t timestamp, uint16_t id,
+              int32_t kind) {
   if (timestamp != 0) {
     if (timestamp < filter.from_time) return Verdict::kSkip;
     if (filter.has_until() && timestamp > filter.until_time) return Verdict::kStopFile;
   }
-  if (!filter.id_ranges.empty() && !InRanges(filter.id_ranges, id)) return Verdict::kSkip;
+  if (!filter.id_ranges.empty() && !ids.Contains(id)) return Verdict::kSkip;
   const bool left_out = kind == kKindData                                ? filter.no_data
                         : (kind == kKindEvent || kind == kKindEventZero) ? filter.no_events
                                                                          : filter.no_log;
@@ -26,9 +18,11 @@ Verdict Judge(const ItemFilter& filter, int64_t timestamp, uint16_t id, int32_t 
 }
 
 ItemProcessor::ItemProcessor(const ItemFilter* filter, bool count_all, ItemOutput* output)
-    : filter_(filter), count_all_(count_all), output_(output) {}
+    : filter_(filter), count_all_(count_all), output_(output), ids_(filter->id_ranges, kIdCount) {}
 
 bool ItemProcessor::Done() const {
+  // A failed write ends the export: nothing more can reach the output.
+  if (output_->Failed()) return true;
   const int32_t limit = filter_->item_count_limit;
   if (limit < 0 || count_ < limit) return false;
   return !(count_all_ && count_ < kMaxTotalCount);
@@ -42,9 +36,15 @@ void ItemProcessor::Corruption(const std::string& path) {
   VerboseLine("Error occured while reading file '" + path + "'.");
 }
 
+void ItemProcessor::ReadFailed(const std::string& path, int error_number) {
+  ReadFailedLine(path, error_number);
+  read_failed_ = true;
+}
+
 bool ItemProcessor::Item(const ArchiveItem& item) {
   const int64_t timestamp = item.timestamp();
-  const Verdict verdict = Judge(*filter_, timestamp, item.id, ItemKindOf(item.code(), item.count));
+  const Verdict verdict =
+      Judge(*filter_, ids_, timestamp, item.id, ItemKindOf(item.code(), item.count));
   if (verdict == Verdict::kStopFile) return false;
   if (verdict == Verdict::kSkip) return true;
   const int32_t limit = filter_->item_count_limit;

@@ -11,11 +11,15 @@
 #include "archive/item_filter.h"
 #include "archive/read_state.h"
 #include "export/item_output.h"
+#include "export/range_set.h"
 
 namespace qorarc {
 
 // "--item-total-count" stops counting items past the limit here.
 inline constexpr int32_t kMaxTotalCount = 99'999;
+
+// Every ID an item can have: the ID set covers them all.
+inline constexpr int64_t kIdCount = 65'536;
 
 enum class Verdict {
   kPass,      // export the item
@@ -24,8 +28,10 @@ enum class Verdict {
 };
 
 // Applies the time span (both bounds inclusive; an item without a time stamp
-// is not tested), the ID ranges and the kind switches to one item.
-Verdict Judge(const ItemFilter& filter, int64_t timestamp, uint16_t id, int32_t kind);
+// is not tested), the ID ranges and the kind switches to one item. `ids` is
+// the set of the filter's ID ranges (RangeSet(filter.id_ranges, kIdCount)).
+Verdict Judge(const ItemFilter& filter, const RangeSet& ids, int64_t timestamp, uint16_t id,
+              int32_t kind);
 
 class ItemProcessor : public ItemSink {
  public:
@@ -33,19 +39,26 @@ class ItemProcessor : public ItemSink {
   // kMaxTotalCount). Both pointers must outlive the processor.
   ItemProcessor(const ItemFilter* filter, bool count_all, ItemOutput* output);
 
+  // True past the limit (and the count), or once the writer has failed.
   bool Done() const override;
   void FileStarted(const std::string& path) override;
   bool Item(const ArchiveItem& item) override;
   void Corruption(const std::string& path) override;
+  // Reports the file on standard error, always, and remembers the failure.
+  void ReadFailed(const std::string& path, int error_number) override;
 
   // Items that passed the filter: written or, past the limit, only counted.
   int32_t count() const { return count_; }
+  // Some file could not be opened or read.
+  bool read_failed() const { return read_failed_; }
 
  private:
   const ItemFilter* filter_;
   bool count_all_;
   ItemOutput* output_;
+  RangeSet ids_;
   int32_t count_ = 0;
+  bool read_failed_ = false;
 };
 
 }  // namespace qorarc

@@ -30,6 +30,7 @@ struct JsonOutputBuffer {
   void WritePiece() {
     pending->WriteTo(out);
     out->flush();
+    if (!*out) pending->failed = true;
   }
 
   std::ostream* out;

@@ -64,7 +64,6 @@ struct ParallelOutput::Batch {
   std::string arena;
   PendingText block;           // the formatted text, once done
   std::exception_ptr error;    // what formatting threw, if anything
-  bool first = false;          // holds the document's first item
   bool done = false;           // guarded by mutex_
 
   void Clear() {
@@ -72,7 +71,6 @@ struct ParallelOutput::Batch {
     arena.clear();
     block.size = 0;
     error = nullptr;
-    first = false;
     done = false;
   }
 };
@@ -95,7 +93,6 @@ ParallelOutput::ParallelOutput(Writer* document, std::ostream* out, WriterFactor
       threads_(threads < 1 ? 1 : threads),
       batch_items_(batch_items < 1 ? 1 : batch_items),
       current_(std::make_unique<Batch>()) {
-  scratch_.text.reserve(kMaxRecordBytes);
 }
 
 ParallelOutput::~ParallelOutput() {
@@ -108,12 +105,19 @@ ParallelOutput::~ParallelOutput() {
 }
 
 void ParallelOutput::Write(const ArchiveItem& item) {
+  if (direct_items_ < batch_items_) {
+    // The first batch is written as one thread writes it: a small export
+    // needs no threads, and an output that fails at once stops the export
+    // at the very item where one thread stops it.
+    ++direct_items_;
+    document_->writeItem(views_.Build(item));
+    return;
+  }
   const int code = item.code();
   if (document_->Refuses(code, ValueCount(code, item.count))) {
     // The item ends the export: everything before it is written first, and
     // the document's writer fails on it as it would without threads.
     Drain();
-    if (blocks_written_) PassOneItem(document_);
     document_->writeItem(views_.Build(item));
     return;
   }
@@ -129,21 +133,15 @@ void ParallelOutput::Write(const ArchiveItem& item) {
 
 void ParallelOutput::Finish() { Drain(); }
 
+bool ParallelOutput::Failed() const { return document_->failed(); }
+
 void ParallelOutput::Drain() {
-  if (helper_ == nullptr) {
-    // Fewer items than a batch so far: no thread was needed.
-    ForEachItem(current_->items, current_->arena, &scratch_,
-                [this](const ArchiveItem& item) { document_->writeItem(views_.Build(item)); });
-    current_->Clear();
-    return;
-  }
   if (!current_->items.empty()) Submit();
   while (!in_flight_.empty()) WriteOldest();
 }
 
 void ParallelOutput::Submit() {
   if (helper_ == nullptr) StartWorkers();
-  current_->first = batches_submitted_++ == 0;
   Batch* batch = current_.get();
   in_flight_.push_back(std::move(current_));
   {
@@ -178,16 +176,9 @@ void ParallelOutput::WriteOldest() {
     Format(helper_.get(), waiting);
   }
   if (batch.error) std::rethrow_exception(batch.error);
-  if (!blocks_written_) {
-    // The document's beginning goes out first; its writer then stands
-    // after an item, ready to close the list.
-    document_->flush();
-    PassOneItem(document_);
-    blocks_written_ = true;
-  }
-  out_->write(reinterpret_cast<const char*>(batch.block.data.get()),
-              static_cast<std::streamsize>(batch.block.size));
-  out_->flush();
+  // The document's writer has written the first batch: the block follows
+  // its text, and it stands after an item, ready for the next or the end.
+  document_->WriteBlock(reinterpret_cast<const char*>(batch.block.data.get()), batch.block.size);
   batch.Clear();
   spare_.push_back(std::move(in_flight_.front()));
   in_flight_.pop_front();
@@ -228,12 +219,9 @@ void ParallelOutput::Format(Worker* worker, Batch* batch) {
   try {
     Writer* writer = worker->writer.get();
     if (!worker->begun) {
+      // Every batch follows the first, which the document's writer wrote.
       writer->beginDocument();
-      if (batch->first) {
-        writer->DiscardPending();
-      } else {
-        PassOneItem(writer);
-      }
+      PassOneItem(writer);
       worker->begun = true;
     }
     ForEachItem(batch->items, batch->arena, &worker->item, [worker](const ArchiveItem& item) {

@@ -3,7 +3,7 @@
 // own into a block of text; the reading thread writes the blocks to the
 // stream in their order. Each worker's writer is first brought to the state
 // the document's writer would be in at that point (inside the item list,
-// after an item or before the first), so the blocks join into exactly the
+// after an item), so the blocks join into exactly the
 // document that one writer writes.
 #pragma once
 
@@ -35,10 +35,9 @@ class ParallelOutput : public ItemOutput {
   using WriterFactory = std::function<std::unique_ptr<Writer>(std::ostream* out)>;
 
   // `document` has begun the document on `*out` and writes its end after
-  // Finish(). When the first batch of `batch_items` items is full,
-  // `threads` - 1 workers start, and this thread formats batches too while
-  // it waits for one; an export smaller than a batch is written by
-  // `document` alone, as without threads.
+  // Finish(); it writes the first `batch_items` items itself, as without
+  // threads. With the second batch, `threads` - 1 workers start, and this
+  // thread formats batches too while it waits for one.
   ParallelOutput(Writer* document, std::ostream* out, WriterFactory make_writer, int threads,
                  size_t batch_items);
   // Stops and joins the workers; blocks not yet written are dropped.
@@ -46,6 +45,7 @@ class ParallelOutput : public ItemOutput {
 
   void Write(const ArchiveItem& item) override;
   void Finish() override;
+  bool Failed() const override;
 
   // Items queued in a batch at most, and batches in flight at most per
   // worker, which bounds the memory of an export.
@@ -73,13 +73,11 @@ class ParallelOutput : public ItemOutput {
   int threads_;
   size_t batch_items_;
   ViewBuilder views_;
-  ArchiveItem scratch_;  // an item taken out of a batch on this thread
+  size_t direct_items_ = 0;  // items the document's writer wrote itself
 
   std::unique_ptr<Batch> current_;
   std::vector<std::unique_ptr<Batch>> spare_;
   std::deque<std::unique_ptr<Batch>> in_flight_;  // in document order
-  uint64_t batches_submitted_ = 0;
-  bool blocks_written_ = false;
 
   std::mutex mutex_;
   std::condition_variable work_ready_;

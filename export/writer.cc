@@ -19,6 +19,7 @@ void PendingText::WriteTo(std::ostream* out) {
   if (size == 0) return;
   out->write(reinterpret_cast<const char*>(data.get()), static_cast<std::streamsize>(size));
   size = 0;
+  if (!*out) failed = true;
 }
 
 void PendingText::Grow(size_t n) {
@@ -41,9 +42,22 @@ Writer::Writer(std::ostream* out) : out_(out) {}
 
 Writer::~Writer() = default;
 
+void Writer::WriteBlock(const char* text, size_t size) {
+  if (pending_.size + size < pending_.piece_size) {
+    pending_.SetEnd(CopyText(pending_.Reserve(size), std::string_view(text, size)));
+    return;
+  }
+  // A piece's worth: what is pending and the block go out, uncopied.
+  pending_.WriteTo(out_);
+  out_->write(text, static_cast<std::streamsize>(size));
+  out_->flush();
+  if (!*out_) pending_.failed = true;
+}
+
 void Writer::flush() {
   pending_.WriteTo(out_);
   out_->flush();
+  if (!*out_) pending_.failed = true;
 }
 
 }  // namespace qorarc

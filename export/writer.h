@@ -41,8 +41,8 @@ struct PendingText {
   }
 
   // Hands the whole text, NUL bytes included, to the stream and empties it.
-  // The stream is not flushed. When collecting, keeps the text and makes
-  // room for another piece instead.
+  // The stream is not flushed. A stream left failed sets `failed`. When
+  // collecting, keeps the text and makes room for another piece instead.
   void WriteTo(std::ostream* out);
 
   // Gives the text to `*other` and takes its buffer, emptied, in exchange.
@@ -61,6 +61,8 @@ struct PendingText {
   // Set for a writer thread of the parallel export, whose text is handed
   // over whole at the end of a batch rather than copied out piece by piece.
   bool collect = false;
+  // A write to the stream has failed: the document cannot be completed.
+  bool failed = false;
 };
 
 // Copies s to out and returns its end. Texts of 4 to 16 characters, which
@@ -88,7 +90,8 @@ inline std::string_view CutAtNul(std::string_view s) { return s.substr(0, s.find
 
 // Receives the items of one export and turns them into a whole document on
 // the stream. Stream errors stay in the stream's state bits: no operation
-// reports them, the caller checks the stream after endDocument().
+// reports them, the caller checks the stream after endDocument(); failed()
+// tells the export loop early.
 class Writer {
  public:
   // The caller owns the stream and keeps it open until the writer is gone.
@@ -120,10 +123,18 @@ class Writer {
   // some output leaves without producing that output.
   void DiscardPending() { pending_.size = 0; }
 
+  // Writes text made by another writer of the same document after this
+  // writer's own, going out to the stream the way a piece does.
+  void WriteBlock(const char* text, size_t size);
+
   // Keeps the whole text instead of writing it to the stream, until it is
   // handed over with HandOverText().
   void CollectText() { pending_.collect = true; }
   void HandOverText(PendingText* block) { pending_.HandOver(block); }
+
+  // True once a piece could not be written: the export may stop. Checked
+  // when a piece goes out, so asking costs nothing per item.
+  bool failed() const { return pending_.failed; }
 
  protected:
   std::ostream* out_;

@@ -69,14 +69,14 @@ ExportItem Item(int32_t id) {
 
 constexpr int32_t kItems = 20000;
 
+std::unique_ptr<Writer> MakeWriter(std::ostream* out, bool csv) {
+  if (csv) return std::make_unique<CsvWriter>(out, "", std::vector<IdRange>{}, kComma);
+  return MakeJsonWriter(out, false, false);
+}
+
 // Writes a document of `items` items the way the export does.
 void WriteDocument(std::ostream* out, bool csv, int32_t items) {
-  std::unique_ptr<Writer> writer;
-  if (csv) {
-    writer = std::make_unique<CsvWriter>(out, "", std::vector<IdRange>{}, kComma);
-  } else {
-    writer = MakeJsonWriter(out, false, false);
-  }
+  std::unique_ptr<Writer> writer = MakeWriter(out, csv);
   writer->beginDocument();
   for (int32_t id = 0; id < items; ++id) writer->writeItem(Item(id));
   writer->endDocument(items);
@@ -116,6 +116,35 @@ TEST(WriterPiecesTest, PiecesMakeTheDocument) {
   }
 }
 
+// Items written until `done` says so.
+template <typename Done>
+int32_t ItemsUntil(Writer* writer, Done done) {
+  writer->beginDocument();
+  int32_t n = 0;
+  while (!done() && n < kItems) writer->writeItem(Item(n++));
+  return n;
+}
+
+// failed() turns true with the first piece the stream refuses, not before
+// and not later: the export can stop there.
+TEST(WriterPiecesTest, FailedFromTheFirstRefusedPiece) {
+  for (bool csv : {false, true}) {
+    SCOPED_TRACE(csv ? "CSV" : "JSON");
+    RecordingBuffer recording;
+    std::ostream good(&recording);
+    std::unique_ptr<Writer> writer = MakeWriter(&good, csv);
+    const int32_t first_piece = ItemsUntil(writer.get(), [&] { return !recording.writes.empty(); });
+    EXPECT_FALSE(writer->failed());
+
+    FailingBuffer refusing(true, false);
+    std::ostream bad(&refusing);
+    writer = MakeWriter(&bad, csv);
+    EXPECT_FALSE(writer->failed());
+    EXPECT_EQ(ItemsUntil(writer.get(), [&] { return writer->failed(); }), first_piece);
+    ASSERT_LT(first_piece, kItems);
+  }
+}
+
 struct FailureCase {
   const char* name;
   bool csv;
@@ -130,8 +159,12 @@ TEST_P(WriterFailureTest, LeavesBadBit) {
   const FailureCase& c = GetParam();
   FailingBuffer buffer(c.refuseWrites, c.refuseSync);
   std::ostream out(&buffer);
-  WriteDocument(&out, c.csv, c.items);
+  std::unique_ptr<Writer> writer = MakeWriter(&out, c.csv);
+  writer->beginDocument();
+  for (int32_t id = 0; id < c.items; ++id) writer->writeItem(Item(id));
+  writer->endDocument(c.items);
   EXPECT_TRUE(out.bad());
+  EXPECT_TRUE(writer->failed());
 }
 
 INSTANTIATE_TEST_SUITE_P(

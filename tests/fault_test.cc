@@ -272,20 +272,22 @@ TEST(FaultTest, DirectoryLoopThroughSymbolicLinksEnds) {
 }
 
 // The middle of three files is removed or replaced by something else after
-// discovery: it yields nothing, quietly, nothing blocks, and the files
-// around it are still exported. The first file's output is far larger than
+// discovery: it yields nothing, nothing blocks, and the files around it are
+// still exported. A file that is gone is reported and gives status 2; one
+// that is no longer a file is passed over quietly. The first file's output is far larger than
 // a pipe holds, so when the test has read the first byte of it from a FIFO,
 // the program is still on the first file.
 TEST(FaultTest, FileReplacedBetweenDiscoveryAndReadingYieldsNothing) {
   struct Case {
     const char* what;
     void (*replace)(const char* path);  // after the file is removed
+    bool reported;
   };
   const Case cases[] = {
-      {"removed", [](const char*) {}},
-      {"replaced by a FIFO", [](const char* p) { mkfifo(p, 0644); }},
-      {"replaced by a directory", [](const char* p) { mkdir(p, 0755); }},
-      {"replaced by a dangling symbolic link", [](const char* p) { symlink("gone.rea", p); }},
+      {"removed", [](const char*) {}, true},
+      {"replaced by a FIFO", [](const char* p) { mkfifo(p, 0644); }, false},
+      {"replaced by a directory", [](const char* p) { mkdir(p, 0755); }, false},
+      {"replaced by a dangling symbolic link", [](const char* p) { symlink("gone.rea", p); }, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -320,8 +322,11 @@ TEST(FaultTest, FileReplacedBetweenDiscoveryAndReadingYieldsNothing) {
     EXPECT_EQ(ReadFile(dir.path() + "/stderr.txt"),
               std::string("Verbose mode enabled.\nExport to CSV enabled.\n"
                           "Name of the archive: 'plant'\n") +
-                  Exporting(PlantFile(arc)) + Exporting(victim) + Exporting(PlantFile(arc, kDay + 2)));
-    EXPECT_EQ(StatusOf(wstatus), 0);
+                  Exporting(PlantFile(arc)) + Exporting(victim) +
+                  (c.reported ? "Failed to read '" + victim + "': No such file or directory.\n"
+                              : "") +
+                  Exporting(PlantFile(arc, kDay + 2)));
+    EXPECT_EQ(StatusOf(wstatus), c.reported ? 2 : 0);
     EXPECT_TRUE(output == expected + "2,1\n") << output.substr(output.size() - 100);
   }
 }

@@ -1,0 +1,71 @@
+// The file named by "--output". A regular file (or a name that does not
+// exist yet) is replaced whole or not at all: the document is written to a
+// new file in the same directory, which takes the target's name only when
+// Commit() is called after a successful export. Until then the previous
+// file stays as it was, whatever ends the run: a failed write, an error
+// thrown by a writer, or SIGINT, SIGTERM, SIGHUP, SIGQUIT or SIGXFSZ.
+//
+// Where the file system has O_TMPFILE the new file has no name until
+// Commit(), so even SIGKILL leaves nothing behind; otherwise it has a hidden
+// name, ".qorarc-<pid>-<n>.tmp", which the destructor and the signal
+// handlers remove. A symbolic link keeps pointing where it did; its target
+// is replaced. A replaced file keeps its permission bits (and, when the
+// process may set them, its owner and group); a new one gets 0666 less the
+// umask.
+//
+// Anything that is not a regular file (a FIFO, a character device such as
+// /dev/full), a path through /proc (such as /dev/stdout), a file in a
+// directory where no new file can be made, and another user's file in a
+// sticky directory (where it could not be renamed over), is written
+// directly, as an ordinary truncating open does. A file the user may not
+// write is refused, as that open would refuse it.
+#pragma once
+
+#include <fstream>
+#include <memory>
+#include <ostream>
+#include <string>
+
+namespace qorarc {
+
+class OutputFile {
+ public:
+  // `unnamed`: use an unnamed file where the file system has them; false
+  // always takes a hidden name.
+  explicit OutputFile(bool unnamed = true);
+  // Without Commit(), removes the new file: the target stays as it was.
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  // Opens `path` for writing; false when it cannot be.
+  bool Open(const std::string& path);
+
+  // The stream the document goes to; valid after a successful Open().
+  std::ostream* stream() { return &stream_; }
+
+  // Flushes and closes the stream and, when every write succeeded, puts the
+  // new file in place of the target. False when a write or the replacement
+  // failed; the target is then as it was (written directly: as far as the
+  // writes went).
+  bool Commit();
+
+ private:
+  // Opens a new unnamed or hidden file in `dir`, set up to replace `target`.
+  bool OpenReplacement(const std::string& dir, const std::string& target);
+  // Gives the unnamed file a hidden name in its directory.
+  bool LinkUnnamed();
+  // Removes the hidden name, if any, and forgets it.
+  void RemoveHidden();
+
+  std::unique_ptr<std::filebuf> buffer_;
+  std::ostream stream_;
+  bool try_unnamed_;
+  int fd_ = -1;           // the new file's descriptor, while open
+  bool unnamed_ = false;  // the new file has no name yet (O_TMPFILE)
+  std::string target_;    // the file the new one replaces; empty: direct
+  std::string dir_;       // the target's directory
+  std::string hidden_;    // the new file's hidden name, while it has one
+};
+
+}  // namespace qorarc

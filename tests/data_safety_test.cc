@@ -1,0 +1,323 @@
+// No data lost without a sign, end to end: archive data that cannot be read
+// is reported and gives status 2; an output file is replaced whole or not at
+// all, whatever ends the export; a failed write ends the export at once.
+#include <fcntl.h>
+#include <grp.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "archive/archive_writer.h"
+#include "support/program_run.h"
+
+extern char** environ;
+
+namespace qorarc::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+const int64_t kDay = DayNumber(2019, 5, 3);
+constexpr uid_t kNobody = 65534;
+
+std::string PlantFile(const std::string& root, int64_t day) {
+  return ArchiveFilePath(root, day, "plant");
+}
+
+// A day file of `n` Long items of ID `id`, values 0 to n - 1.
+std::string LongItems(int64_t day, uint16_t id, int32_t n) {
+  ArchiveBuilder b;
+  b.Day(static_cast<uint32_t>(day));
+  for (int32_t i = 0; i < n; ++i) b.Long(TimeOfDay(1, 0, 0), id, i);
+  return b.bytes();
+}
+
+struct Launch {
+  std::vector<std::string> args;
+  std::string out = "/dev/null";  // standard output
+  std::string err;                // standard error: a file, or empty for a pipe
+  bool as_nobody = false;         // run as user and group 65534
+  rlim_t file_size_limit = RLIM_INFINITY;  // with SIGXFSZ ignored
+};
+
+struct Child {
+  pid_t pid;
+  int err_pipe = -1;  // when Launch::err is empty
+};
+
+Child Start(const Launch& launch) {
+  int pipe_fds[2] = {-1, -1};
+  if (launch.err.empty() && pipe(pipe_fds) != 0) return {-1};
+  std::string program = QorArcPath();
+  std::vector<char*> argv = {program.data()};
+  for (const std::string& arg : launch.args) argv.push_back(const_cast<char*>(arg.c_str()));
+  argv.push_back(nullptr);
+  pid_t pid = fork();
+  if (pid != 0) {
+    if (pipe_fds[1] >= 0) close(pipe_fds[1]);
+    return {pid, pipe_fds[0]};
+  }
+  int in = open("/dev/null", O_RDONLY);
+  int out = open(launch.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  int err = launch.err.empty() ? pipe_fds[1] : open(launch.err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  if (in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0)
+    _exit(127);
+  if (launch.as_nobody &&
+      (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0))
+    _exit(126);
+  if (launch.file_size_limit != RLIM_INFINITY) {
+    const rlimit limit = {launch.file_size_limit, launch.file_size_limit};
+    signal(SIGXFSZ, SIG_IGN);
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(125);
+  }
+  alarm(60);
+  execve(program.c_str(), argv.data(), environ);
+  _exit(127);
+}
+
+struct Outcome {
+  std::string err;
+  int status = -1;  // exit status, -1 when ended by a signal
+  int signal = 0;   // the signal that ended it
+};
+
+Outcome Finish(const Child& child, const std::string& err_path) {
+  Outcome outcome;
+  if (child.err_pipe >= 0) {
+    char buffer[4096];
+    for (ssize_t n; (n = read(child.err_pipe, buffer, sizeof buffer)) > 0;)
+      outcome.err.append(buffer, static_cast<size_t>(n));
+    close(child.err_pipe);
+  }
+  int wstatus = 0;
+  waitpid(child.pid, &wstatus, 0);
+  if (WIFEXITED(wstatus)) outcome.status = WEXITSTATUS(wstatus);
+  if (WIFSIGNALED(wstatus)) outcome.signal = WTERMSIG(wstatus);
+  if (!err_path.empty()) outcome.err = ReadFile(err_path);
+  return outcome;
+}
+
+Outcome RunLaunch(const Launch& launch) { return Finish(Start(launch), launch.err); }
+
+std::set<std::string> Names(const std::string& dir) {
+  std::set<std::string> names;
+  for (const fs::directory_entry& entry : fs::directory_iterator(dir))
+    names.insert(entry.path().filename().string());
+  return names;
+}
+
+std::string NotReadable(const std::string& path) {
+  return "Failed to read '" + path + "': Permission denied.\n";
+}
+
+// An archive of day files in 2019-05, 2019-06 and 2020-01, one item each,
+// with one entry made unreadable to user 65534: what the others still give,
+// and the line that tells of the rest.
+TEST(DataSafetyTest, UnreadableArchiveDataIsReportedWithStatus2) {
+  TempDir dir;
+  ASSERT_EQ(chmod(dir.path().c_str(), 0755), 0);
+  const std::string arc = dir.path() + "/arc";
+  const int64_t days[] = {kDay, kDay + 1, DayNumber(2019, 6, 1), DayNumber(2020, 1, 1)};
+  for (size_t i = 0; i < 4; ++i)
+    WriteArchiveFile(PlantFile(arc, days[i]), LongItems(days[i], static_cast<uint16_t>(i), 1));
+
+  // Can the test take the rights away? As root only by running as nobody.
+  const bool root = geteuid() == 0;
+  chmod(PlantFile(arc, days[1]).c_str(), 0);
+  Outcome probe = RunLaunch({{"-i", PlantFile(arc, days[1]), "--csv"},
+                             "/dev/null",
+                             dir.path() + "/probe.txt",
+                             root});
+  chmod(PlantFile(arc, days[1]).c_str(), 0644);
+  if (probe.status != 2)
+    GTEST_SKIP() << "cannot run QorArc without permission to a file (status " << probe.status
+                 << ", " << probe.err << "); needs root or an ordinary user";
+
+  struct Case {
+    const char* what;
+    std::string entry;  // made unreadable
+    std::string out;
+    std::string err;
+  };
+  const Case cases[] = {
+      {"day file", PlantFile(arc, days[1]), "0,0\n2,0\n3,0\n", NotReadable(PlantFile(arc, days[1]))},
+      {"month directory", arc + "/2019/2019-06", "0,0\n1,0\n3,0\n", NotReadable(arc + "/2019/2019-06")},
+      {"year directory", arc + "/2020", "0,0\n1,0\n2,0\n", NotReadable(arc + "/2020")},
+      {"archive root", arc, "",
+       NotReadable(arc) + "Archive 'plant' not found in '" + arc +
+           "'. Try parameter '--scan' to find available archives.\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    ASSERT_EQ(chmod(c.entry.c_str(), 0), 0);
+    const std::string out = dir.path() + "/out.csv";
+    Outcome outcome = RunLaunch(
+        {{"-i", arc, "--csv", "-ccf", "5..6", "plant"}, out, dir.path() + "/err.txt", root});
+    chmod(c.entry.c_str(), fs::is_directory(c.entry) ? 0755 : 0644);
+    EXPECT_EQ(ReadFile(out), c.out);
+    EXPECT_EQ(outcome.err, c.err);
+    EXPECT_EQ(outcome.status, 2);
+  }
+}
+
+// The export fails in each of these ways while an earlier export's file is
+// in place: that file stays byte for byte, and nothing else is left.
+TEST(DataSafetyTest, FailedExportLeavesThePreviousOutputFile) {
+  TempDir dir;
+  const std::string arc = dir.path() + "/arc";
+  const std::string out_dir = dir.path() + "/out";
+  fs::create_directory(out_dir);
+  const std::string out = out_dir + "/out.json";
+  const std::string previous = "{\"data\":[]}";
+  WriteArchiveFile(PlantFile(arc, kDay), LongItems(kDay, 1, 20'000));
+  ArchiveBuilder text_array;
+  text_array.Day(kDay + 1).Long(TimeOfDay(1, 0, 0), 1, 1).Array<uint64_t>(25, TimeOfDay(1, 0, 1), 2, {7});
+  WriteArchiveFile(PlantFile(arc, kDay + 1), text_array.bytes());
+
+  struct Case {
+    const char* what;
+    std::vector<std::string> args;
+    rlim_t file_size_limit;
+    std::string err;
+  };
+  const Case cases[] = {
+      {"a text array in JSON", {"-i", arc, "-o", out, "plant"}, RLIM_INFINITY,
+       "basic_string: construction from null is not valid\n"},
+      {"a file size limit, SIGXFSZ ignored", {"-i", arc, "--csv", "-o", out, "plant"}, 100'000,
+       "Failed to write to '" + out + "'.\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    WriteArchiveFile(out, previous);
+    Launch launch{c.args, "/dev/null", dir.path() + "/err.txt"};
+    launch.file_size_limit = c.file_size_limit;
+    Outcome outcome = RunLaunch(launch);
+    EXPECT_EQ(outcome.err, c.err);
+    EXPECT_EQ(outcome.status, 255);
+    EXPECT_EQ(ReadFile(out), previous);
+    EXPECT_EQ(Names(out_dir), std::set<std::string>{"out.json"});
+  }
+}
+
+// SIGINT or SIGTERM in the middle of a large export: the process ends by
+// that signal (status 130 for SIGINT in a shell), the previous file stays.
+TEST(DataSafetyTest, SignalDuringTheExportLeavesThePreviousOutputFile) {
+  TempDir dir;
+  const std::string arc = dir.path() + "/arc";
+  const std::string out_dir = dir.path() + "/out";
+  fs::create_directory(out_dir);
+  const std::string out = out_dir + "/out.json";
+  constexpr int kFiles = 10;
+  for (int d = 0; d < kFiles; ++d)
+    WriteArchiveFile(PlantFile(arc, kDay + d), LongItems(kDay + d, 1, 200'000));
+  const std::string second = "Exporting data from '" + PlantFile(arc, kDay + 1) + "'.\n";
+  for (int signal_number : {SIGINT, SIGTERM}) {
+    SCOPED_TRACE(signal_number);
+    WriteArchiveFile(out, "previous");
+    Child child = Start({{"-ve", "-i", arc, "-p", "-o", out, "plant"}, "/dev/null", ""});
+    // Reading has reached the second of the ten files: the signal comes
+    // while the document is being written.
+    std::string err;
+    char c;
+    while (err.find(second) == std::string::npos && read(child.err_pipe, &c, 1) == 1) err += c;
+    kill(child.pid, signal_number);
+    Outcome outcome = Finish(child, "");
+    EXPECT_EQ(outcome.signal, signal_number) << err + outcome.err;
+    EXPECT_EQ(ReadFile(out), "previous");
+    EXPECT_EQ(Names(out_dir), std::set<std::string>{"out.json"});
+  }
+}
+
+// Outputs that are not regular files are written as they are: a symbolic
+// link to /dev/full fails and stays a link, a FIFO is fed, /dev/stdout is
+// standard output; a link to a file has the file replaced.
+TEST(DataSafetyTest, OutputThroughLinksFifosAndDevices) {
+  TempDir dir;
+  const std::string arc = dir.path() + "/arc";
+  WriteArchiveFile(PlantFile(arc, kDay), LongItems(kDay, 7, 2));
+  const std::vector<std::string> args = {"-i", arc, "--csv", "-ccf", "5..6", "plant"};
+  const std::string csv = "7,0\n7,1\n";
+  auto with_output = [&](const std::string& path) {
+    std::vector<std::string> a = args;
+    a.insert(a.begin(), {"-o", path});
+    return a;
+  };
+
+  const std::string full = dir.path() + "/full";
+  fs::create_symlink("/dev/full", full);
+  ProgramResult result = RunQorArc(with_output(full));
+  EXPECT_EQ(result.err, "Failed to write to '" + full + "'.\n");
+  EXPECT_EQ(result.status, 255);
+  EXPECT_EQ(fs::read_symlink(full), "/dev/full");
+
+  fs::create_directory(dir.path() + "/sub");
+  const std::string target = dir.path() + "/sub/target.csv";
+  WriteArchiveFile(target, "previous");
+  fs::create_symlink("sub/target.csv", dir.path() + "/link");
+  fs::create_symlink("sub/new.csv", dir.path() + "/dangling");
+  for (const char* link : {"link", "dangling"}) {
+    SCOPED_TRACE(link);
+    const std::string path = dir.path() + "/" + link;
+    result = RunQorArc(with_output(path));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(fs::is_symlink(path));
+    EXPECT_EQ(ReadFile(path), csv);
+  }
+  EXPECT_EQ(Names(dir.path() + "/sub"), (std::set<std::string>{"new.csv", "target.csv"}));
+
+  const std::string fifo = dir.path() + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0644), 0);
+  std::string from_fifo;
+  std::thread reader([&] { from_fifo = ReadFile(fifo); });
+  result = RunQorArc(with_output(fifo));
+  reader.join();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(from_fifo, csv);
+  EXPECT_TRUE(fs::is_fifo(fifo));
+
+  result = RunQorArc(with_output("/dev/stdout"));  // standard output is a pipe
+  EXPECT_EQ(result.out, csv);
+  EXPECT_EQ(result.status, 0);
+  // Standard output on a file: the same file is written, not replaced.
+  const std::string file = dir.path() + "/stdout.csv";
+  WriteArchiveFile(file, "previous");
+  struct stat before, after;
+  ASSERT_EQ(stat(file.c_str(), &before), 0);
+  Outcome outcome = RunLaunch({with_output("/dev/stdout"), file, dir.path() + "/err.txt"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(ReadFile(file), csv);
+  ASSERT_EQ(stat(file.c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+}
+
+// A failed write ends the export at once: after the first piece, no other
+// file is read.
+TEST(DataSafetyTest, FailedWriteStopsTheExport) {
+  TempDir dir;
+  const std::string arc = dir.path() + "/arc";
+  for (int d = 0; d < 3; ++d)
+    WriteArchiveFile(PlantFile(arc, kDay + d), LongItems(kDay + d, 1, 5'000));
+  for (const char* format : {"--pretty-print", "--csv"}) {
+    SCOPED_TRACE(format);
+    ProgramResult result = RunQorArc({"-ve", "-i", arc, format, "-o", "/dev/full", "plant"});
+    EXPECT_EQ(result.err.substr(result.err.find("Exporting")),
+              "Exporting data from '" + PlantFile(arc, kDay) +
+                  "'.\nFailed to write to '/dev/full'.\n");
+    EXPECT_EQ(result.status, 255);
+  }
+}
+
+}  // namespace
+}  // namespace qorarc::testing
