@@ -62,49 +62,27 @@ class ArchiveBuilder {
   ArchiveBuilder& Bool(int64_t time_of_day, uint16_t id, uint8_t edge,
                        uint8_t count = 0);
 
-  // Scalars of the codes 2 to 11, by their type names.
-  ArchiveBuilder& Byte(int64_t t, uint16_t id, uint8_t v, uint8_t state = kDataState,
-                       uint8_t count = 0) {
-    return Scalar(2, t, id, &v, sizeof v, state, count);
+  // Scalars of the codes 2 to 11, one function each by its type name:
+  // Byte(time_of_day, id, value, state = kDataState, count = 0) and so on.
+  // Time is code 9, the unnamed 8-byte type; Error code 11, the unnamed
+  // 2-byte type.
+#define QORARC_SCALAR(name, code, type)                                      \
+  ArchiveBuilder& name(int64_t time_of_day, uint16_t id, type value,        \
+                       uint8_t state = kDataState, uint8_t count = 0) {     \
+    return Scalar(code, time_of_day, id, &value, sizeof value, state, count); \
   }
-  ArchiveBuilder& Short(int64_t t, uint16_t id, int16_t v, uint8_t state = kDataState,
-                        uint8_t count = 0) {
-    return Scalar(3, t, id, &v, sizeof v, state, count);
-  }
-  ArchiveBuilder& Long(int64_t t, uint16_t id, int32_t v, uint8_t state = kDataState,
-                       uint8_t count = 0) {
-    return Scalar(4, t, id, &v, sizeof v, state, count);
-  }
-  ArchiveBuilder& Word(int64_t t, uint16_t id, uint16_t v, uint8_t state = kDataState,
-                       uint8_t count = 0) {
-    return Scalar(5, t, id, &v, sizeof v, state, count);
-  }
-  ArchiveBuilder& DWord(int64_t t, uint16_t id, uint32_t v, uint8_t state = kDataState,
-                        uint8_t count = 0) {
-    return Scalar(6, t, id, &v, sizeof v, state, count);
-  }
-  ArchiveBuilder& Float(int64_t t, uint16_t id, float v, uint8_t state = kDataState,
-                        uint8_t count = 0) {
-    return Scalar(7, t, id, &v, sizeof v, state, count);
-  }
-  ArchiveBuilder& Double(int64_t t, uint16_t id, double v, uint8_t state = kDataState,
-                         uint8_t count = 0) {
-    return Scalar(8, t, id, &v, sizeof v, state, count);
-  }
-  // Code 9, the unnamed 8-byte type.
-  ArchiveBuilder& Time(int64_t t, uint16_t id, uint64_t v, uint8_t state = kDataState,
-                       uint8_t count = 0) {
-    return Scalar(9, t, id, &v, sizeof v, state, count);
-  }
-  ArchiveBuilder& Large(int64_t t, uint16_t id, int64_t v, uint8_t state = kDataState,
-                        uint8_t count = 0) {
-    return Scalar(10, t, id, &v, sizeof v, state, count);
-  }
-  // Code 11, the unnamed 2-byte type.
-  ArchiveBuilder& Error(int64_t t, uint16_t id, uint16_t v, uint8_t state = kDataState,
-                        uint8_t count = 0) {
-    return Scalar(11, t, id, &v, sizeof v, state, count);
-  }
+  QORARC_SCALAR(Byte, 2, uint8_t)
+  QORARC_SCALAR(Short, 3, int16_t)
+  QORARC_SCALAR(Long, 4, int32_t)
+  QORARC_SCALAR(Word, 5, uint16_t)
+  QORARC_SCALAR(DWord, 6, uint32_t)
+  QORARC_SCALAR(Float, 7, float)
+  QORARC_SCALAR(Double, 8, double)
+  QORARC_SCALAR(Time, 9, uint64_t)
+  QORARC_SCALAR(Large, 10, int64_t)
+  QORARC_SCALAR(Error, 11, uint16_t)
+#undef QORARC_SCALAR
+
   // Log string (code 12); the count byte carries the level code (25 is
   // "Core Warning"), the state code the log class. Texts up to 65,535 bytes
   // are written, so overlong records can be made too.

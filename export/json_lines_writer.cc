@@ -80,17 +80,8 @@ char* PutString(char* out, std::string_view s) {
         out += 6;
         ++p;
         break;
-      default: {
-        const size_t length = SequenceLength(p, end);
-        if (length == 0) {
-          out = CopyText(out, kReplacementText);
-          ++p;
-        } else {
-          std::memcpy(out, p, length);
-          out += length;
-          p += length;
-        }
-      }
+      default:
+        CopyUtf8Sequence(&p, end, &out);
     }
   }
   *out++ = '"';

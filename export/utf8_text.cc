@@ -32,23 +32,27 @@ size_t SequenceLength(const unsigned char* begin, const unsigned char* end) {
   return length;
 }
 
+void CopyUtf8Sequence(const unsigned char** p, const unsigned char* end, char** out) {
+  const size_t length = SequenceLength(*p, end);
+  if (length == 0) {
+    std::memcpy(*out, kReplacementText.data(), kReplacementText.size());
+    *out += kReplacementText.size();
+    ++*p;
+  } else {
+    std::memcpy(*out, *p, length);
+    *out += length;
+    *p += length;
+  }
+}
+
 char* CopyValidUtf8(char* out, std::string_view s) {
   const auto* p = reinterpret_cast<const unsigned char*>(s.data());
   const unsigned char* const end = p + s.size();
   while (p < end) {
     if (*p < 0x80) {
       *out++ = static_cast<char>(*p++);
-      continue;
-    }
-    const size_t length = SequenceLength(p, end);
-    if (length == 0) {
-      std::memcpy(out, kReplacementText.data(), kReplacementText.size());
-      out += kReplacementText.size();
-      ++p;
     } else {
-      std::memcpy(out, p, length);
-      out += length;
-      p += length;
+      CopyUtf8Sequence(&p, end, &out);
     }
   }
   return out;

@@ -18,6 +18,11 @@ inline constexpr size_t kMaxRepairGrowth = kReplacementText.size();
 // there. Reads no further than `end`.
 size_t SequenceLength(const unsigned char* begin, const unsigned char* end);
 
+// Copies the well-formed sequence that starts at `*p`, a byte of 0x80 or
+// above, to `*out`, or U+FFFD for the one byte when none starts there;
+// advances both.
+void CopyUtf8Sequence(const unsigned char** p, const unsigned char* end, char** out);
+
 // Copies s to out with each byte that is no part of a well-formed UTF-8
 // sequence replaced by U+FFFD, one replacement per byte; returns the end.
 // out must have room for kMaxRepairGrowth * s.size() bytes.
