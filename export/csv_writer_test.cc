@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -55,6 +56,8 @@ struct CsvCase {
   std::vector<ExportItem> items;
   std::string expected;
 };
+
+void PrintTo(const CsvCase& c, std::ostream* os) { *os << c.name; }
 
 class CsvWriterTest : public testing::TestWithParam<CsvCase> {};
 

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <ostream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -76,6 +77,8 @@ const std::string kTs = R"({"ts":"2021-03-04T05:06:07.123456Z")";
 
 // Values that the end-to-end export shows as well (flags, DWords read as
 // signed, Large as a real, empty slots, empty texts) are not repeated here.
+void PrintTo(const ItemCase& c, std::ostream* os) { *os << c.name; }
+
 class JsonItemTest : public testing::TestWithParam<ItemCase> {};
 
 TEST_P(JsonItemTest, WritesObject) {

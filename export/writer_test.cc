@@ -124,6 +124,8 @@ struct FailureCase {
   bool refuseSync;
 };
 
+void PrintTo(const FailureCase& c, std::ostream* os) { *os << c.name; }
+
 class WriterFailureTest : public testing::TestWithParam<FailureCase> {};
 
 TEST_P(WriterFailureTest, LeavesBadBit) {
