@@ -156,6 +156,24 @@ TEST(FaultTest, FailingOutputEndsWithAMessageAndStatus255) {
   }
 }
 
+// The runtime core's console lines go to standard output as well: when they
+// fail, the run must not end with 0, even when its own output is empty (an
+// empty scan as CSV writes nothing) and the stream itself is still good.
+TEST(FaultTest, FailedConsoleLinesOnStandardOutputEndWithStatus255) {
+  TempDir dir;
+  const std::string no_stdout = "Failed to write to standard output.\n";
+  setenv("QORARC_DGN_MESSAGES", "0x400000C0", 1);
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"-v"}, {"-h"}, {"-s", "--csv", "-i", dir.path()}}) {
+    SCOPED_TRACE(args[0]);
+    Outcome outcome = RunToFile(args, "/dev/full", dir.path());
+    EXPECT_EQ(outcome.err, (args.size() == 1 ? "" : "No archive files were found scanning path '" +
+                                                        dir.path() + "'.\n") + no_stdout);
+    EXPECT_EQ(outcome.status, 255);
+  }
+  unsetenv("QORARC_DGN_MESSAGES");
+}
+
 // With standard output closed, the output file takes descriptor 1: the
 // document must still reach the file and nothing else.
 TEST(FaultTest, OutputFileWorksWithStandardOutputClosed) {
