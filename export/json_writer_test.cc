@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/time_base.h"
+#include "support/export_items.h"
 
 #include <cstdint>
 #include <limits>
@@ -25,23 +26,10 @@ const int16_t kShorts[] = {-1, 300};
 const float kFloats[] = {0.5f, -0.0f};
 const double kRealsWithNaN[] = {1.0, kNaN, 2.0};
 const double kRealsPretty[] = {1.5, kNaN, -2.0};
-const uint8_t kZeros[8] = {};
-
-ItemValue Value(uint8_t code, const void* payload) {
-  return ItemValue{code, static_cast<const uint8_t*>(payload), {}};
-}
-
-ItemValue Text(std::string_view text) { return ItemValue{12, kZeros, text}; }
-
-ExportItem Item(int32_t id, int32_t valueCount, ItemValue value) {
-  ExportItem item;
-  item.date = "2021-03-04";
-  item.time = "05:06:07.123456";
-  item.id = id;
-  item.value_count = valueCount;
-  item.value = value;
-  return item;
-}
+using testing::Item;
+using testing::kZeros;
+using testing::Text;
+using testing::Value;
 
 ExportItem Named(ExportItem item, std::string_view className, std::string_view typeName,
                  std::string_view level) {
@@ -79,7 +67,7 @@ const std::string kTs = R"({"ts":"2021-03-04T05:06:07.123456Z")";
 // signed, Large as a real, empty slots, empty texts) are not repeated here.
 void PrintTo(const ItemCase& c, std::ostream* os) { *os << c.name; }
 
-class JsonItemTest : public testing::TestWithParam<ItemCase> {};
+class JsonItemTest : public ::testing::TestWithParam<ItemCase> {};
 
 TEST_P(JsonItemTest, WritesObject) {
   const ItemCase& c = GetParam();
@@ -88,7 +76,7 @@ TEST_P(JsonItemTest, WritesObject) {
 
 INSTANTIATE_TEST_SUITE_P(
     Items, JsonItemTest,
-    testing::Values(
+    ::testing::Values(
         ItemCase{"NoTimeStampNoId", NoTimeStamp(Item(-1, 0, Value(0, kZeros))),
                  R"({"ts":"---T---Z"})"},
         ItemCase{"IdZero", Item(0, 0, Value(0, kZeros)), kTs + R"(,"id":0})"},
@@ -111,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(
         ItemCase{"NoValueCount", Item(9, 0, Value(8, kZeros)), kTs + R"(,"id":9})"},
         ItemCase{"NegativeValueCount", Item(9, -1, Value(24, kRealsWithNaN)),
                  kTs + R"(,"id":9})"}),
-    [](const testing::TestParamInfo<ItemCase>& info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<ItemCase>& info) { return std::string(info.param.name); });
 
 TEST(JsonWriterTest, Documents) {
   const ExportItem first = Item(1, 0, Value(0, kZeros));
