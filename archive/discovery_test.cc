@@ -80,6 +80,15 @@ TEST_F(DiscoveryTest, MonthIsKeptWhileTheNextMonthStartsAfterTheFromTime) {
   EXPECT_EQ(Found("a", nullptr, "2019-05-31 23:59:59.999999999"), Paths{});
 }
 
+// Year and month directories whose names are not dates are walked only
+// without a from-time.
+TEST_F(DiscoveryTest, UndatedDirectoriesOnlyWithoutFromTime) {
+  Add("notes/2019-05/2019-05-03_a.rea");
+  Add("2019/old/2019-05-04_a.rea");
+  EXPECT_EQ(Found("a"), (Paths{"notes/2019-05/2019-05-03_a.rea", "2019/old/2019-05-04_a.rea"}));
+  EXPECT_EQ(Found("a", "2019-01-01 00:00:00"), Paths{});
+}
+
 TEST_F(DiscoveryTest, SortedByDayThenByPath) {
   Add("2019/2019-05/2019-05-04_a.rea");
   Add("2019/2019-05/2019-05-03_b.rea");
