@@ -96,6 +96,9 @@ INSTANTIATE_TEST_SUITE_P(
         ItemCase{"Escaping", Item(7, 1, Text("q\"b\\s\x01\x1f\x7f\xc3\xa9\b\t\n\f\r/")),
                  kTs + R"(,"id":7,"values":["q\"b\\s\u0001\u001F)" + "\x7f\xc3\xa9" +
                      R"(\b\t\n\f\r/"]})"},
+        // Short texts with one character to escape take the same path as plain ones.
+        ItemCase{"OnlyBackslash", Item(7, 1, Text("a\\b")), kTs + R"(,"id":7,"values":["a\\b"]})"},
+        ItemCase{"OnlyQuote", Item(7, 1, Text("a\"b")), kTs + R"(,"id":7,"values":["a\"b"]})"},
         ItemCase{"NoValueCount", Item(9, 0, Value(8, kZeros)), kTs + R"(,"id":9})"},
         ItemCase{"NegativeValueCount", Item(9, -1, Value(24, kRealsWithNaN)),
                  kTs + R"(,"id":9})"}),
