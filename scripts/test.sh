@@ -15,11 +15,10 @@ fuzz/run.sh 60
 # Any sanitizer report ends the process with a failure (no recovery), so a
 # report fails its test. GCC's -Wmaybe-uninitialized misfires inside
 # libstdc++ under the sanitizers' instrumentation: only that warning is not
-# an error here. The property test checks fewer archives in this slower build;
-# the package test is left out, since a package of this build would depend
-# on the sanitizers' libraries.
+# an error here. The package test is left out, since a package of this
+# build would depend on the sanitizers' libraries.
 cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_CXX_FLAGS="-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -Wno-maybe-uninitialized"
 cmake --build build-asan -j2
-UBSAN_OPTIONS=print_stacktrace=1 QORARC_PROPERTY_ARCHIVES=300 \
+UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build-asan --output-on-failure -j2 -E '^packaging$'
