@@ -5,9 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <fstream>
 #include <regex>
-#include <sstream>
 #include <string>
 
 #include "support/files.h"
