@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,7 @@ Parsed Parse(std::vector<std::string> args) {
 }
 
 struct ParseCase {
+  const char* what;  // the case's name
   std::vector<std::string> args;
   bool parsed;
   std::string name;  // archive name
@@ -38,6 +40,11 @@ struct ParseCase {
 // Refusals whose message and status the command line tests show
 // (tests/cli_test.cc) are not repeated here.
 class ParseTest : public ::testing::TestWithParam<ParseCase> {};
+
+void PrintTo(const ParseCase& c, std::ostream* os) {
+  *os << c.what << ":";
+  for (const std::string& arg : c.args) *os << " '" << arg << "'";
+}
 
 TEST_P(ParseTest, ParsedFlagNameAndMessages) {
   const ParseCase& c = GetParam();
@@ -50,36 +57,36 @@ TEST_P(ParseTest, ParsedFlagNameAndMessages) {
 INSTANTIATE_TEST_SUITE_P(
     Table, ParseTest,
     ::testing::Values(
-        ParseCase{{}, true, "", ""},
-        ParseCase{{"my_archive"}, true, "my_archive", ""},
-        ParseCase{{"-x", "my_archive"}, true, "my_archive", "Unrecognized option '-x'.\n"},
-        ParseCase{{"my_archive", "-x"}, true, "-x", "Unrecognized option 'my_archive'.\n"},
-        ParseCase{{"-i"}, false, "", ""},
-        ParseCase{{"-o", "out.json"}, true, "", ""},
-        ParseCase{{"-fn", "a", "b"}, true, "b", ""},
-        ParseCase{{"b", "-fn", "a"}, true, "a", "Unrecognized option 'b'.\n"},
-        ParseCase{{"-ccf", "x", "a"}, false, "", "Parameter '--csv-column-filter' is not valid.\n"},
-        ParseCase{{"-ic", "12abc", "a"}, true, "a", ""},
-        ParseCase{{"-ft1", "2019-13-01", "a"}, false, "", ""},
-        ParseCase{{"-h", "-x", "-i"}, true, "", ""},
-        ParseCase{{"-x", "-h", "a"}, true, "", "Unrecognized option '-x'.\n"},
-        ParseCase{{"-i", "-ve"}, true, "",
+        ParseCase{"NoArguments", {}, true, "", ""},
+        ParseCase{"ArchiveName", {"my_archive"}, true, "my_archive", ""},
+        ParseCase{"UnknownOptionBeforeName", {"-x", "my_archive"}, true, "my_archive", "Unrecognized option '-x'.\n"},
+        ParseCase{"UnknownOptionLast", {"my_archive", "-x"}, true, "-x", "Unrecognized option 'my_archive'.\n"},
+        ParseCase{"InputWithoutValue", {"-i"}, false, "", ""},
+        ParseCase{"OutputWithoutName", {"-o", "out.json"}, true, "", ""},
+        ParseCase{"LastArgumentWinsOverFn", {"-fn", "a", "b"}, true, "b", ""},
+        ParseCase{"FnAfterName", {"b", "-fn", "a"}, true, "a", "Unrecognized option 'b'.\n"},
+        ParseCase{"BadColumnFilter", {"-ccf", "x", "a"}, false, "", "Parameter '--csv-column-filter' is not valid.\n"},
+        ParseCase{"LeadingDigitsOfCount", {"-ic", "12abc", "a"}, true, "a", ""},
+        ParseCase{"BadFromTime", {"-ft1", "2019-13-01", "a"}, false, "", ""},
+        ParseCase{"HelpEndsParsing", {"-h", "-x", "-i"}, true, "", ""},
+        ParseCase{"WarningBeforeHelp", {"-x", "-h", "a"}, true, "", "Unrecognized option '-x'.\n"},
+        ParseCase{"VerboseSeenAnywhere", {"-i", "-ve"}, true, "",
                   "Verbose mode enabled.\n"},  // the first pass sees "-ve" anywhere
-        ParseCase{{"-s", "-ve"}, true, "", "Verbose mode enabled.\nScan mode enabled.\n"},
-        ParseCase{{"-ve", "-ve", "a"}, true, "a",
+        ParseCase{"VerboseAndScan", {"-s", "-ve"}, true, "", "Verbose mode enabled.\nScan mode enabled.\n"},
+        ParseCase{"VerboseTwice", {"-ve", "-ve", "a"}, true, "a",
                   "Verbose mode enabled.\nVerbose mode enabled.\nName of the archive: 'a'\n"},
-        ParseCase{{"-ve", "-ic", "7", "-ic"}, false, "",
+        ParseCase{"CountWithoutValue", {"-ve", "-ic", "7", "-ic"}, false, "",
                   "Verbose mode enabled.\nLimit for count of items to be exported is set to 7\n"
                   "Limit for count of items to be exported is set to 7\n"},
-        ParseCase{{"-ve", "-ic", "abc", "a"}, false, "", "Verbose mode enabled.\n"},
-        ParseCase{{"-ve", "-ft1", "2019-01-01 00:00:00,000", "-ft2", "2019-05-03", "a"}, true, "a",
+        ParseCase{"CountNotANumber", {"-ve", "-ic", "abc", "a"}, false, "", "Verbose mode enabled.\n"},
+        ParseCase{"VerboseTimespan", {"-ve", "-ft1", "2019-01-01 00:00:00,000", "-ft2", "2019-05-03", "a"}, true, "a",
                   "Verbose mode enabled.\n"
                   "Start of the timespan is set to: 2019-01-01 00:00:00.000000\n"
                   "End of the timespan is set to: 2019-05-03 00:00:00.000000\n"
                   "Name of the archive: 'a'\n"},
-        ParseCase{{"-ve", "-ft2", "2019-05-03 24:00:00", "a"}, false, "",
+        ParseCase{"VerboseHourTwentyFour", {"-ve", "-ft2", "2019-05-03 24:00:00", "a"}, false, "",
                   "Verbose mode enabled.\nEnd of the timespan is set to: 2019-05-03 24:00:00\n"},
-        ParseCase{{"--verbose", "--scan", "--csv", "--pretty-print", "--item-total-count",
+        ParseCase{"EveryLongSwitch", {"--verbose", "--scan", "--csv", "--pretty-print", "--item-total-count",
                    "--no-data", "--no-events", "--no-log", "--delimiter-semicol",
                    "--delimiter-space", "--delimiter-tab", "-ic", "3"},
                   true, "",
@@ -92,7 +99,8 @@ INSTANTIATE_TEST_SUITE_P(
                   "Delimiter for CSV columns set to semicolon.\n"
                   "Delimiter for CSV columns set to space.\n"
                   "Delimiter for CSV columns set to tab.\n"
-                  "Limit for count of items to be exported is set to 3\n"}));
+                  "Limit for count of items to be exported is set to 3\n"}),
+    [](const ::testing::TestParamInfo<ParseCase>& info) { return std::string(info.param.what); });
 
 TEST(ParseOptionsTest, DefaultsWithoutArguments) {
   Options o = Parse({}).options;

@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <ostream>
+#include <string>
+#include <string_view>
+
 namespace qorarc {
 namespace {
 
@@ -10,6 +15,26 @@ struct RangeCase {
   int result;
   std::vector<std::pair<int32_t, int32_t>> ranges;
 };
+
+void PrintTo(const RangeCase& c, std::ostream* os) { *os << '"' << c.text << '"'; }
+
+// "Accepts_1To5And8", "Refuses_Minus3": the case's text in words.
+std::string CaseName(const ::testing::TestParamInfo<RangeCase>& info) {
+  std::string name = info.param.result == 0 ? "Accepts_" : "Refuses_";
+  const std::string_view text = info.param.text;
+  if (text.empty()) name += "Empty";
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text.substr(i, 2) == "..") {
+      name += "To";
+      ++i;
+    } else if (std::isalnum(static_cast<unsigned char>(text[i]))) {
+      name += text[i];
+    } else {
+      name += text[i] == ',' ? "And" : text[i] == ' ' ? "Blank" : text[i] == '-' ? "Minus" : "Plus";
+    }
+  }
+  return name;
+}
 
 class ParseRangesTest : public ::testing::TestWithParam<RangeCase> {};
 
@@ -33,7 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
                       RangeCase{"1,,2", -1, {{1, 1}}}, RangeCase{",1", -1, {}},
                       RangeCase{",", -1, {}}, RangeCase{"a", -1, {}}, RangeCase{"1..", -1, {}},
                       RangeCase{"..4", -1, {}}, RangeCase{"1,4..x", -1, {{1, 1}}},
-                      RangeCase{"99999999999", -1, {}}));
+                      RangeCase{"99999999999", -1, {}}),
+    CaseName);
 
 TEST(ParseRangesTest, AppendsToExistingRanges) {
   std::vector<IdRange> list{{1, 2}};

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "support/files.h"
 
 namespace qorarc {
 namespace {
@@ -88,22 +88,15 @@ TEST(ArchiveWriterTest, DaysAndPaths) {
   EXPECT_EQ(TimeOfDay(23, 59, 59, 999'999'999), 86'399'999'999'999);
 }
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
-}
-
 TEST(ArchiveWriterTest, WritesFilesWithTheirDirectories) {
   const std::string root = ::testing::TempDir() + "archive_writer_test";
   std::filesystem::remove_all(root);
   const std::string path = ArchiveFilePath(root, 7303, "boiler");
   WriteArchiveFile(path, std::string("\x80\0\0\0\x1C\x87\0\xFF", 8));
-  EXPECT_EQ(ReadAll(path), std::string("\x80\0\0\0\x1C\x87\0\xFF", 8));
+  EXPECT_EQ(testing::ReadFile(path), std::string("\x80\0\0\0\x1C\x87\0\xFF", 8));
   // Writing again replaces the file.
   WriteArchiveFile(path, "\xFF");
-  EXPECT_EQ(ReadAll(path), "\xFF");
+  EXPECT_EQ(testing::ReadFile(path), "\xFF");
 
   // A file where a directory should be, and a directory where the file should be.
   const std::string under_file = path + "/2020/2020-01/2020-01-01_a.rea";

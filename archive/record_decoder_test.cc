@@ -205,6 +205,18 @@ TEST(RecordDecoderTest, ArrayLengths) {
   }
 }
 
+// The bad-record item: type 0x40, count 4, no ID, the given time fields
+// and day.
+void ExpectBadRecordItem(const ArchiveItem& item, uint16_t time_high, uint32_t time_low,
+                         uint16_t day) {
+  EXPECT_EQ(item.time_high, time_high);
+  EXPECT_EQ(item.time_low, time_low);
+  EXPECT_EQ(item.type, 0x40);
+  EXPECT_EQ(item.count, 4);
+  EXPECT_EQ(item.id, 0);
+  EXPECT_EQ(item.day, day);
+}
+
 // A bad record is handed on as the bad-record item with the time fields of
 // its first six bytes; nothing of an earlier record shows through.
 TEST(RecordDecoderTest, BadRecords) {
@@ -235,12 +247,7 @@ TEST(RecordDecoderTest, BadRecords) {
 
     EXPECT_EQ(Decode(Hex(c.hex), day, item).status, RecordStatus::kBad);
     EXPECT_EQ(day, 42);
-    EXPECT_EQ(item.time_high, c.time_high);
-    EXPECT_EQ(item.time_low, c.time_low);
-    EXPECT_EQ(item.type, 0x40);
-    EXPECT_EQ(item.count, 4);
-    EXPECT_EQ(item.id, 0);
-    EXPECT_EQ(item.day, 42);
+    ExpectBadRecordItem(item, c.time_high, c.time_low, 42);
     EXPECT_EQ(item.text, "");
     EXPECT_EQ(std::vector<uint8_t>(item.value, item.value + kMaxValueBytes),
               std::vector<uint8_t>(kMaxValueBytes, 0));
@@ -264,12 +271,7 @@ TEST(RecordDecoderTest, MarkBadRecordOnAShortRecord) {
     ArchiveItem item;
     Exact exact(Hex(c.hex));
     MarkBadRecord(exact.data.get(), exact.size, 17, &item);
-    EXPECT_EQ(item.time_high, c.time_high);
-    EXPECT_EQ(item.time_low, c.time_low);
-    EXPECT_EQ(item.type, 0x40);
-    EXPECT_EQ(item.count, 4);
-    EXPECT_EQ(item.id, 0);
-    EXPECT_EQ(item.day, 17);
+    ExpectBadRecordItem(item, c.time_high, c.time_low, 17);
   }
 }
 
@@ -359,11 +361,7 @@ TEST(RecordDecoderTest, OverlongStrings) {
     // The length field decides: the text need not be there.
     EXPECT_EQ(Decode(b.bytes().substr(0, 12), day, item).status, c.status);
     EXPECT_EQ(Decode(b.bytes(), day, item).status, c.status);
-    if (c.status == RecordStatus::kBad) {
-      EXPECT_EQ(item.type, 0x40);
-      EXPECT_EQ(item.time_of_day(), TimeOfDay(1, 0, 0));
-      EXPECT_EQ(item.day, 3);
-    }
+    if (c.status == RecordStatus::kBad) ExpectBadRecordItem(item, 0x0346, 0x30B8A000, 3);  // 01:00
   }
 }
 

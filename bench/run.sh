@@ -103,7 +103,7 @@ for mode in json pretty csv jsonl longcsv; do
   rm -f "$out/$mode.1.out"
   measure "$runs" "$mode.floor" -o /dev/null cat "$out/$mode.out"
   # Memory only: once is enough.
-  measure 1 "$mode.big.1" env QORARC_THREADS=1 "$qorarc" -i "$big" -o /dev/null $flags plant
+  measure 1 "$mode.1.big" env QORARC_THREADS=1 "$qorarc" -i "$big" -o /dev/null $flags plant
   measure 1 "$mode.big" "$qorarc" -i "$big" -o /dev/null $flags plant
 done
 

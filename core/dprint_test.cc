@@ -5,20 +5,13 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <fstream>
 #include <regex>
-#include <sstream>
 #include <string>
+
+#include "support/files.h"
 
 namespace qorarc {
 namespace {
-
-std::string ReadWholeFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 std::string Format(const char* format, ...) {
@@ -138,7 +131,7 @@ TEST_F(DPrintTest, SilentWithoutOutputBits) {
   EXPECT_EQ(Console(0, kLevelCoreInfo, "zero\n"), "");
   EXPECT_EQ(Console(0xFFFFFF, kLevelCoreError, "all levels\n"), "");
   CloseLogFile();
-  EXPECT_EQ(ReadWholeFile(path_), "");
+  EXPECT_EQ(testing::ReadFile(path_), "");
 }
 
 TEST_F(DPrintTest, LogFileLinesCarryTheTime) {
@@ -153,7 +146,7 @@ TEST_F(DPrintTest, LogFileLinesCarryTheTime) {
   const std::regex kExpected(
       "\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\.\\d{3} \\[ CORE  \\]\\[ ERROR \\] first\n"
       "\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\.\\d{3} \\[ BLOCK \\]\\[ INFO  \\] second\n");
-  std::string text = ReadWholeFile(path_);
+  std::string text = testing::ReadFile(path_);
   EXPECT_TRUE(std::regex_match(text, kExpected)) << text;
 }
 

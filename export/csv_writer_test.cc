@@ -4,10 +4,13 @@
 
 #include <cstdint>
 #include <limits>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "support/export_items.h"
 
 namespace qorarc {
 namespace {
@@ -23,24 +26,15 @@ const uint32_t kDWord[] = {4000000000u};
 const int32_t kLongMin[] = {std::numeric_limits<int32_t>::min()};
 const int64_t kLarge[] = {5};
 const uint8_t kBits[] = {0xA5, 0x02};  // bits 0 to 9: 1010010101
-const uint8_t kZeros[8] = {};
-
-ItemValue Value(uint8_t code, const void* payload) {
-  return ItemValue{code, static_cast<const uint8_t*>(payload), {}};
-}
-
-ItemValue Text(std::string_view text) { return ItemValue{12, kZeros, text}; }
+using testing::kZeros;
+using testing::Text;
+using testing::Value;
 
 // 2021-03-04,05:06:07.123456,GrDouble,data,,12,1.5,-2.0
 ExportItem Item(int32_t valueCount = 2, ItemValue value = Value(24, kReals)) {
-  ExportItem item;
-  item.date = "2021-03-04";
-  item.time = "05:06:07.123456";
+  ExportItem item = testing::Item(12, valueCount, value);
   item.class_name = "GrDouble";
   item.type_name = "data";
-  item.id = 12;
-  item.value_count = valueCount;
-  item.value = value;
   return item;
 }
 
@@ -56,7 +50,9 @@ struct CsvCase {
   std::string expected;
 };
 
-class CsvWriterTest : public testing::TestWithParam<CsvCase> {};
+void PrintTo(const CsvCase& c, std::ostream* os) { *os << c.name; }
+
+class CsvWriterTest : public ::testing::TestWithParam<CsvCase> {};
 
 // Without a filter of its own, a case runs again with a filter that keeps
 // every column: that takes the column-by-column path, whose lines must be
@@ -95,7 +91,7 @@ ExportItem Logged() {
 
 INSTANTIATE_TEST_SUITE_P(
     Documents, CsvWriterTest,
-    testing::Values(
+    ::testing::Values(
         CsvCase{"NoHeaderNoItems", "", {}, kComma, {}, ""},
         CsvCase{"HeaderOnly", "A;B", {}, kComma, {}, "A;B\n"},
         CsvCase{"HeaderAndLines", "A;B", {}, kComma, {Item(), Item()}, "A;B\n" + kLine + kLine},
@@ -140,7 +136,7 @@ INSTANTIATE_TEST_SUITE_P(
         CsvCase{"NegativeValueCount", "", {}, kComma, {Item(-1)},
                 "2021-03-04,05:06:07.123456,GrDouble,data,\n"},
         CsvCase{"NoColumnsLeft", "", {}, kComma, {Item(-6)}, "\n"}),
-    [](const testing::TestParamInfo<CsvCase>& info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<CsvCase>& info) { return std::string(info.param.name); });
 
 TEST(CsvWriterLongCellTest, TextOfLongestRecord) {
   const std::string text(32767, 'y');

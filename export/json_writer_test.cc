@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "core/time_base.h"
+#include "support/export_items.h"
 
 #include <cstdint>
 #include <limits>
+#include <ostream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -24,23 +26,10 @@ const int16_t kShorts[] = {-1, 300};
 const float kFloats[] = {0.5f, -0.0f};
 const double kRealsWithNaN[] = {1.0, kNaN, 2.0};
 const double kRealsPretty[] = {1.5, kNaN, -2.0};
-const uint8_t kZeros[8] = {};
-
-ItemValue Value(uint8_t code, const void* payload) {
-  return ItemValue{code, static_cast<const uint8_t*>(payload), {}};
-}
-
-ItemValue Text(std::string_view text) { return ItemValue{12, kZeros, text}; }
-
-ExportItem Item(int32_t id, int32_t valueCount, ItemValue value) {
-  ExportItem item;
-  item.date = "2021-03-04";
-  item.time = "05:06:07.123456";
-  item.id = id;
-  item.value_count = valueCount;
-  item.value = value;
-  return item;
-}
+using testing::Item;
+using testing::kZeros;
+using testing::Text;
+using testing::Value;
 
 ExportItem Named(ExportItem item, std::string_view className, std::string_view typeName,
                  std::string_view level) {
@@ -76,7 +65,9 @@ const std::string kTs = R"({"ts":"2021-03-04T05:06:07.123456Z")";
 
 // Values that the end-to-end export shows as well (flags, DWords read as
 // signed, Large as a real, empty slots, empty texts) are not repeated here.
-class JsonItemTest : public testing::TestWithParam<ItemCase> {};
+void PrintTo(const ItemCase& c, std::ostream* os) { *os << c.name; }
+
+class JsonItemTest : public ::testing::TestWithParam<ItemCase> {};
 
 TEST_P(JsonItemTest, WritesObject) {
   const ItemCase& c = GetParam();
@@ -85,7 +76,7 @@ TEST_P(JsonItemTest, WritesObject) {
 
 INSTANTIATE_TEST_SUITE_P(
     Items, JsonItemTest,
-    testing::Values(
+    ::testing::Values(
         ItemCase{"NoTimeStampNoId", NoTimeStamp(Item(-1, 0, Value(0, kZeros))),
                  R"({"ts":"---T---Z"})"},
         ItemCase{"IdZero", Item(0, 0, Value(0, kZeros)), kTs + R"(,"id":0})"},
@@ -105,10 +96,13 @@ INSTANTIATE_TEST_SUITE_P(
         ItemCase{"Escaping", Item(7, 1, Text("q\"b\\s\x01\x1f\x7f\xc3\xa9\b\t\n\f\r/")),
                  kTs + R"(,"id":7,"values":["q\"b\\s\u0001\u001F)" + "\x7f\xc3\xa9" +
                      R"(\b\t\n\f\r/"]})"},
+        // Short texts with one character to escape take the same path as plain ones.
+        ItemCase{"OnlyBackslash", Item(7, 1, Text("a\\b")), kTs + R"(,"id":7,"values":["a\\b"]})"},
+        ItemCase{"OnlyQuote", Item(7, 1, Text("a\"b")), kTs + R"(,"id":7,"values":["a\"b"]})"},
         ItemCase{"NoValueCount", Item(9, 0, Value(8, kZeros)), kTs + R"(,"id":9})"},
         ItemCase{"NegativeValueCount", Item(9, -1, Value(24, kRealsWithNaN)),
                  kTs + R"(,"id":9})"}),
-    [](const testing::TestParamInfo<ItemCase>& info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<ItemCase>& info) { return std::string(info.param.name); });
 
 TEST(JsonWriterTest, Documents) {
   const ExportItem first = Item(1, 0, Value(0, kZeros));

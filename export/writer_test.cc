@@ -14,6 +14,7 @@
 
 #include "export/csv_writer.h"
 #include "export/json_writer.h"
+#include "support/export_items.h"
 
 namespace qorarc {
 namespace {
@@ -56,14 +57,9 @@ class FailingBuffer : public std::streambuf {
 const double kReals[] = {1.5, -2.25};
 
 ExportItem Item(int32_t id) {
-  ExportItem item;
-  item.date = "2021-03-04";
-  item.time = "05:06:07.123456";
+  ExportItem item = testing::Item(id, 2, testing::Value(24, kReals));
   item.class_name = "GrDouble";
   item.type_name = "data";
-  item.id = id;
-  item.value_count = 2;
-  item.value = ItemValue{24, reinterpret_cast<const uint8_t*>(kReals), {}};
   return item;
 }
 
@@ -153,7 +149,9 @@ struct FailureCase {
   bool refuseSync;
 };
 
-class WriterFailureTest : public testing::TestWithParam<FailureCase> {};
+void PrintTo(const FailureCase& c, std::ostream* os) { *os << c.name; }
+
+class WriterFailureTest : public ::testing::TestWithParam<FailureCase> {};
 
 TEST_P(WriterFailureTest, LeavesBadBit) {
   const FailureCase& c = GetParam();
@@ -169,14 +167,14 @@ TEST_P(WriterFailureTest, LeavesBadBit) {
 
 INSTANTIATE_TEST_SUITE_P(
     Streams, WriterFailureTest,
-    testing::Values(FailureCase{"JsonRefusedWrite", false, 3, true, false},
+    ::testing::Values(FailureCase{"JsonRefusedWrite", false, 3, true, false},
                     FailureCase{"JsonRefusedWriteOfManyPieces", false, kItems, true, false},
                     FailureCase{"JsonRefusedFlush", false, 0, false, true},
                     FailureCase{"CsvRefusedWrite", true, 3, true, false},
                     FailureCase{"CsvRefusedWriteOfManyPieces", true, kItems, true, false},
                     // Nothing to write: only the flush can fail.
                     FailureCase{"CsvEmptyRefusedFlush", true, 0, false, true}),
-    [](const testing::TestParamInfo<FailureCase>& info) { return std::string(info.param.name); });
+    [](const ::testing::TestParamInfo<FailureCase>& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace qorarc

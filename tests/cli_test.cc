@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ostream>
 #include <regex>
 #include <string>
 #include <vector>
@@ -161,12 +162,21 @@ TEST(CliTest, VersionIsPrintedAndWins) {
 }
 
 struct FailureCase {
+  const char* what;  // the case's name
   std::vector<std::string> args;
   std::string err;
   int status;
 };
 
+const char kNoName[] = "Name of the archive must be specified.\n";
+const char kMissing[] = "Path '@dir/missing' not found.\n";
+
 class CliFailureTest : public ::testing::TestWithParam<FailureCase> {};
+
+void PrintTo(const FailureCase& c, std::ostream* os) {
+  *os << c.what << ":";
+  for (const std::string& arg : c.args) *os << " '" << arg << "'";
+}
 
 TEST_P(CliFailureTest, MessageAndStatus) {
   const FailureCase& c = GetParam();
@@ -183,27 +193,28 @@ TEST_P(CliFailureTest, MessageAndStatus) {
 INSTANTIATE_TEST_SUITE_P(
     Table, CliFailureTest,
     ::testing::Values(
-        FailureCase{{"-i"}, kBadParameters, 1},
-        FailureCase{{"-i", "", "a"}, kBadParameters, 1},
-        FailureCase{{"-f", "5..3", "a"},
-                    std::string("Parameter '--filter-id' is not valid.\n") + kBadParameters, 1},
-        FailureCase{{"-f", "1,,2", "a"},
-                    std::string("Parameter '--filter-id' is not valid.\n") + kBadParameters, 1},
-        FailureCase{{"-ccf", "3..1", "a"},
-                    std::string("Parameter '--csv-column-filter' is not valid.\n") + kBadParameters,
-                    1},
-        FailureCase{{"-ic", "abc", "a"}, kBadParameters, 1},
-        FailureCase{{"-ve", "-ic"},
-                    std::string("Verbose mode enabled.\n"
-                                "Limit for count of items to be exported is set to -1\n") +
-                        kBadParameters,
-                    1},
-        FailureCase{{"-ft1", "2019-02-30", "a"}, kBadParameters, 1},
-        FailureCase{{"-ft2", "yesterday", "a"}, kBadParameters, 1},
-        FailureCase{{"-i", "@dir"}, "Name of the archive must be specified.\n", 255},
-        FailureCase{{"-i", "@dir/missing"}, "Name of the archive must be specified.\n", 255},
-        FailureCase{{"-i", "@dir/missing", "a"}, "Path '@dir/missing' not found.\n", 255},
-        FailureCase{{"-s", "-i", "@dir/missing"}, "Path '@dir/missing' not found.\n", 255}));
+        FailureCase{"InputWithoutValue", {"-i"}, kBadParameters, 1},
+        FailureCase{"EmptyInput", {"-i", "", "a"}, kBadParameters, 1},
+        FailureCase{"BackwardIdRange", {"-f", "5..3", "a"},
+                      std::string("Parameter '--filter-id' is not valid.\n") + kBadParameters, 1},
+        FailureCase{"EmptyIdInList", {"-f", "1,,2", "a"},
+                      std::string("Parameter '--filter-id' is not valid.\n") + kBadParameters, 1},
+        FailureCase{"BackwardColumnRange", {"-ccf", "3..1", "a"},
+                      std::string("Parameter '--csv-column-filter' is not valid.\n") + kBadParameters,
+                      1},
+        FailureCase{"CountNotANumber", {"-ic", "abc", "a"}, kBadParameters, 1},
+        FailureCase{"VerboseCountWithoutValue", {"-ve", "-ic"},
+                      std::string("Verbose mode enabled.\n"
+                                  "Limit for count of items to be exported is set to -1\n") +
+                          kBadParameters,
+                      1},
+        FailureCase{"NoSuchDay", {"-ft1", "2019-02-30", "a"}, kBadParameters, 1},
+        FailureCase{"UntilTimeNotATime", {"-ft2", "yesterday", "a"}, kBadParameters, 1},
+        FailureCase{"DirectoryWithoutName", {"-i", "@dir"}, kNoName, 255},
+        FailureCase{"MissingInputWithoutName", {"-i", "@dir/missing"}, kNoName, 255},
+        FailureCase{"MissingInput", {"-i", "@dir/missing", "a"}, kMissing, 255},
+        FailureCase{"ScanOfMissingInput", {"-s", "-i", "@dir/missing"}, kMissing, 255}),
+    [](const ::testing::TestParamInfo<FailureCase>& info) { return std::string(info.param.what); });
 
 TEST(CliTest, NoArgumentsNeedAnArchiveName) {
   // The default input "/qor/arc" is usually missing; either way there is no

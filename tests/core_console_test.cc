@@ -93,20 +93,6 @@ TEST_F(CoreConsoleTest, ConsoleLinesSurroundTheProgramOutput) {
   EXPECT_EQ(result.err, "");
 }
 
-TEST_F(CoreConsoleTest, LogFileInTheWorkingDirectory) {
-  TempDir dir;
-  ProgramResult result = RunQorArc({"--version"}, {{"QORARC_LOG_FILE_ENABLED=1"}, dir.path()});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_TRUE(Matches(result.out, kVersionOutput)) << result.out;
-  EXPECT_EQ(result.err, "");
-  // The default mask wants core info but not the verbose stage lines.
-  std::string log = ReadFile(dir.path() + "/qorcore.log");
-  EXPECT_TRUE(Matches(log, std::string(kLogTime) + kBanner + kLogTime +
-                               Literal("[ CORE  ][ INFO  ] QorCore version: 3.0.5 revision "
-                                       "17331-final\n")))
-      << log;
-}
-
 TEST_F(CoreConsoleTest, LogFileWithTheWholeSequenceIsAppendedTo) {
   TempDir dir;
   std::string path = dir.path() + "/diag.log";

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <limits>
 #include <regex>
 #include <string>
 #include <vector>
@@ -147,10 +146,7 @@ TEST_F(ExportTest, CsvHeaderDelimitersAndColumns) {
             "10:00:00.000000;3;1.5\n"
             "10:00:01.500000;4;1.0\n"
             "10:00:02.000000;5;hello \"x\"\n");
-  // Only value columns: no leading delimiter.
-  r = Run({"-cf", "-dtab", "-ccf", "7..8", "-f", "4", "a"});
-  EXPECT_EQ(r.out, "-0.0\t1e30\n");
-  r = Run({"-cf", "-dspc", "-ccf", "0..1", "-f", "9", "a"});
+  r = Run({"-cf", "-dspc", "-dtab", "-ccf", "0..1", "-f", "9", "a"});
   EXPECT_EQ(r.out, "2019-05-03 10:00:07.000000\n");
 }
 
@@ -291,28 +287,6 @@ TEST_F(ExportTest, TextOfArrayCode25EndsTheExport) {
   EXPECT_EQ(r.status, 0);
 }
 
-// A NaN or infinite real leaves an empty JSON slot, also as the only value;
-// CSV writes "nan", "inf" and "-inf".
-TEST_F(ExportTest, NanAndInfinity) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const double inf = std::numeric_limits<double>::infinity();
-  ArchiveBuilder b;
-  b.Day(kMay3)
-      .Array<double>(24, TimeOfDay(1, 0, 0), 1, {1.0, nan, 2.0, -inf, inf})
-      .Double(TimeOfDay(1, 0, 0), 2, nan)
-      .Float(TimeOfDay(1, 0, 0), 3, static_cast<float>(-inf))
-      .Array<float>(23, TimeOfDay(1, 0, 0), 4, {0.5f, static_cast<float>(inf)});
-  Write(kMay3, "a", b.bytes());
-  const std::string head = "{\"ts\":\"2019-05-03T01:00:00.000000Z\",\"id\":";
-  EXPECT_EQ(Run({"a"}).out,
-            "{\"data\":[" + head + "1,\"class\":\"GrDouble\",\"type\":\"data\",\"values\":[1.0,,2.0,,]}," +
-                head + "2,\"class\":\"AlDouble\",\"type\":\"data\",\"values\":[]}," + head +
-                "3,\"class\":\"AlFloat\",\"type\":\"data\",\"values\":[]}," + head +
-                "4,\"class\":\"GrFloat\",\"type\":\"data\",\"values\":[0.5,]}]}");
-  EXPECT_EQ(Run({"--csv", "-ccf", "5..10", "a"}).out,
-            "1,1.0,nan,2.0,-inf,inf\n2,nan\n3,-inf\n4,0.5,inf\n");
-}
-
 TEST_F(ExportTest, OutputFile) {
   Write(kMay3, "a", MixedDay());
   std::string out = dir_.path() + "/out.json";
@@ -396,36 +370,6 @@ TEST_F(ExportTest, Scan) {
             "Verbose mode enabled.\nScan mode enabled.\nExport to CSV enabled.\n"
             "Name of the archive: 'b'\nScanning directory '@arc'.\n");
   EXPECT_EQ(r.status, 0);
-}
-
-TEST_F(ExportTest, DiscoverySkipsWhatIsNotAnArchiveFile) {
-  Write(kMay3, "a", MixedDay());
-  Write(kMay3, "Temp", MixedDay());
-  WriteArchiveFile(root_ + "/2019/2019-05/notes_a.rea", MixedDay());
-  WriteArchiveFile(root_ + "/2019/2019-05/2019-05-04a.rea", MixedDay());
-  WriteArchiveFile(root_ + "/2019/stray.txt", "x");
-  WriteArchiveFile(root_ + "/notes/2019-05/2019-05-05_a.rea",
-                   ArchiveBuilder().Day(kMay4 + 1).Long(TimeOfDay(1, 0, 0), 3, 1).bytes());
-  std::filesystem::create_directories(root_ + "/2019/2019-05/2019-05-06_a.rea");
-  ProgramResult r = Run({"-ve", "--csv", "-ccf", "0", "-f", "3", "a"});
-  // The year "notes" is walked when no span is set: its file is taken.
-  EXPECT_EQ(r.out, "2019-05-03\n2019-05-05\n");
-  EXPECT_NE(Clean(r.err).find("Unexpected path '@arc/2019/stray.txt' ignored\n"), std::string::npos);
-  EXPECT_NE(Clean(r.err).find("Unexpected path '@arc/2019/2019-05/2019-05-06_a.rea' ignored\n"),
-            std::string::npos);
-  // With a from-time the year "notes" does not parse and is dropped.
-  r = Run({"--csv", "-ccf", "0", "-f", "3", "-ft1", "2019-01-01", "a"});
-  EXPECT_EQ(r.out, "2019-05-03\n");
-  // A month directory whose name is not a month is walked without a span
-  // and dropped with a from-time.
-  WriteArchiveFile(root_ + "/2019/old/2019-05-07_a.rea",
-                   ArchiveBuilder().Day(kMay4 + 3).Long(TimeOfDay(1, 0, 0), 3, 1).bytes());
-  r = Run({"--csv", "-ccf", "0", "-f", "3", "a"});
-  EXPECT_EQ(r.out, "2019-05-03\n2019-05-05\n2019-05-07\n");
-  r = Run({"--csv", "-ccf", "0", "-f", "3", "-ft1", "2019-05-01", "a"});
-  EXPECT_EQ(r.out, "2019-05-03\n");
-  r = Run({"--csv", "-ccf", "0", "-f", "3", "temp"});
-  EXPECT_EQ(r.out, "");
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "support/files.h"
+
 namespace qorarc::testing {
 
 struct ProgramResult {
@@ -26,22 +28,5 @@ ProgramResult RunQorArc(const std::vector<std::string>& args,
 
 // Path of the built program.
 std::string QorArcPath();
-
-// A fresh empty directory under the system's temporary directory, removed
-// when the object goes away.
-class TempDir {
- public:
-  TempDir();
-  ~TempDir();
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
-// Reads a whole file; empty when it cannot be read.
-std::string ReadFile(const std::string& path);
 
 }  // namespace qorarc::testing
