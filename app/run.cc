@@ -110,7 +110,7 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   std::unique_ptr<ItemOutput> output;
   if (threads > 1) {
     output = std::make_unique<ParallelOutput>(
-        writer.get(), out, [&options](std::ostream* block) { return MakeWriter(options, block); },
+        writer.get(), [&options](std::ostream* block) { return MakeWriter(options, block); },
         threads, ExportBatchItems(ParallelOutput::kDefaultBatchItems));
   } else {
     output = std::make_unique<DirectOutput>(writer.get());

@@ -85,15 +85,13 @@ struct ParallelOutput::Worker {
   std::thread thread;
 };
 
-ParallelOutput::ParallelOutput(Writer* document, std::ostream* out, WriterFactory make_writer,
-                               int threads, size_t batch_items)
+ParallelOutput::ParallelOutput(Writer* document, WriterFactory make_writer, int threads,
+                               size_t batch_items)
     : document_(document),
-      out_(out),
       make_writer_(std::move(make_writer)),
       threads_(threads < 1 ? 1 : threads),
       batch_items_(batch_items < 1 ? 1 : batch_items),
-      current_(std::make_unique<Batch>()) {
-}
+      current_(std::make_unique<Batch>()) {}
 
 ParallelOutput::~ParallelOutput() {
   {

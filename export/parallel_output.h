@@ -34,12 +34,11 @@ class ParallelOutput : public ItemOutput {
   // another stream.
   using WriterFactory = std::function<std::unique_ptr<Writer>(std::ostream* out)>;
 
-  // `document` has begun the document on `*out` and writes its end after
-  // Finish(); it writes the first `batch_items` items itself, as without
+  // `document` has begun the document and writes its end after Finish(),
+  // and every block goes out through it; it writes the first `batch_items` items itself, as without
   // threads. With the second batch, `threads` - 1 workers start, and this
   // thread formats batches too while it waits for one.
-  ParallelOutput(Writer* document, std::ostream* out, WriterFactory make_writer, int threads,
-                 size_t batch_items);
+  ParallelOutput(Writer* document, WriterFactory make_writer, int threads, size_t batch_items);
   // Stops and joins the workers; blocks not yet written are dropped.
   ~ParallelOutput() override;
 
@@ -68,7 +67,6 @@ class ParallelOutput : public ItemOutput {
   void Format(Worker* worker, Batch* batch);
 
   Writer* document_;
-  std::ostream* out_;
   WriterFactory make_writer_;
   int threads_;
   size_t batch_items_;

@@ -103,7 +103,7 @@ Output Export(const ItemFilter& filter, const std::vector<IdRange>& columns, boo
   std::unique_ptr<Writer> writer = make_writer(&stream);
   std::unique_ptr<ItemOutput> items;
   if (threaded) {
-    items = std::make_unique<ParallelOutput>(writer.get(), &stream, make_writer, 3, 2);
+    items = std::make_unique<ParallelOutput>(writer.get(), make_writer, 3, 2);
   } else {
     items = std::make_unique<DirectOutput>(writer.get());
   }
