@@ -47,7 +47,8 @@ void PrintSection(std::ostream& out, const HelpSection& section) {
 
 }  // namespace
 
-void PrintHelp(std::ostream& out) {
+void PrintHelp(std::ostream* out_stream) {
+  std::ostream& out = *out_stream;
   if (ColourWanted())
     out << "\x1b[1;36m" << kLogo << "\n\n" << "\x1b[0m";
   else

@@ -15,7 +15,7 @@ std::string HelpWith(const char* no_color) {
   else
     setenv("NO_COLOR", no_color, 1);
   std::ostringstream out;
-  PrintHelp(out);
+  PrintHelp(&out);
   unsetenv("NO_COLOR");
   return out.str();
 }

@@ -169,7 +169,7 @@ int Run(int argc, char** argv) {
     return 1;
   }
   if (options.help) {
-    PrintHelp(std::cout);
+    PrintHelp(&std::cout);
     return FinishStandardOutput();
   }
   if (options.version) {
