@@ -151,7 +151,10 @@ size_t FormatUtcTimestamp(int64_t timestamp, DateTextCache* dates, char* out) {
   const std::string_view date = dates->For(timestamp, day);
   char* p = CopyDate(out, date);
   *p++ = 'T';
-  const int64_t of_day = timestamp - day * kNanosPerDay;
+  // The remainder on its own: day * kNanosPerDay overflows at the ends of
+  // the time stamp's range.
+  int64_t of_day = timestamp % kNanosPerDay;
+  if (of_day < 0) of_day += kNanosPerDay;
   const auto second_of_day = static_cast<uint32_t>(of_day / kNanosPerSecond);
   const auto nanos = static_cast<uint32_t>(of_day - int64_t{second_of_day} * kNanosPerSecond);
   const uint32_t minute_of_day = second_of_day / 60;
