@@ -165,16 +165,6 @@ INSTANTIATE_TEST_SUITE_P(
                  "-f", "11,12", "a"}, Lines(10, 11), ""}),
     [](const ::testing::TestParamInfo<RunCase>& info) { return std::string(info.param.name); });
 
-TEST(LineFormatsOutputTest, OutputFile) {
-  TempDir dir;
-  WriteSample(dir.path() + "/arc");
-  const std::string file = dir.path() + "/out.jsonl";
-  ProgramResult r = RunQorArc({"-i", dir.path() + "/arc", "-jl", "-o", file, "a"});
-  EXPECT_EQ(r.out, "");
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(ReadFile(file), Lines(0, 12));
-}
-
 // Loads the outputs with the readers they are for. Debian's python3, where
 // scripts/install-deps.sh puts pandas. Arguments: the JSON Lines file, the
 // long CSV file, the number of items and of rows.
