@@ -131,10 +131,8 @@ INSTANTIATE_TEST_SUITE_P(
     Runs, LineFormatsTest,
     ::testing::Values(
         RunCase{"JsonLines", {"-jl", "a"}, Lines(0, 12), ""},
-        RunCase{"JsonLinesIgnoresPrettyAndTotal", {"--json-lines", "-p", "-itc", "a"},
-                Lines(0, 12), ""},
-        RunCase{"JsonLinesWinsOverEveryFormat", {"-lc", "-cf", "-jl", "-dscl", "a"},
-                Lines(0, 12), ""},
+        RunCase{"JsonLinesWinsOverEveryFormatAndIgnoresTheirOptions",
+                {"-lc", "-cf", "--json-lines", "-dscl", "-p", "-itc", "a"}, Lines(0, 12), ""},
         RunCase{"JsonLinesCountAndIds", {"-jl", "-f", "3..12", "-ic", "2", "a"}, Lines(1, 3), ""},
         RunCase{"JsonLinesNothingFound", {"-jl", "nothing"}, "", kNotFound},
         RunCase{"LongCsv", {"--long-csv", "a"}, kLongCsv, ""},
