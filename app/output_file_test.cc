@@ -79,6 +79,19 @@ TEST_P(OutputFileTest, ReplacedFileKeepsItsModeAndLinksStayLinks) {
   EXPECT_EQ(Names(dir_), (std::set<std::string>{"link", "out.json"}));
 }
 
+// A stream that failed is never put in place; the previous file stays.
+TEST_P(OutputFileTest, FailedStreamIsNotCommitted) {
+  const std::string path = dir_ + "/out.json";
+  Write(path, "old");
+  OutputFile file(GetParam());
+  ASSERT_TRUE(file.Open(path));
+  *file.stream() << "new";
+  file.stream()->setstate(std::ios::badbit);
+  EXPECT_FALSE(file.Commit());
+  EXPECT_EQ(ReadFile(path), "old");
+  EXPECT_EQ(Names(dir_), std::set<std::string>{"out.json"});
+}
+
 // A signal ends the process as that signal, after the new file is removed.
 TEST_P(OutputFileTest, SignalRemovesTheNewFile) {
   const std::string path = dir_ + "/out.json";
