@@ -1,11 +1,7 @@
 // No data lost without a sign, end to end: archive data that cannot be read
 // is reported and gives status 2; an output file is replaced whole or not at
 // all, whatever ends the export; a failed write ends the export at once.
-#include <fcntl.h>
-#include <grp.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -13,8 +9,6 @@
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,15 +16,12 @@
 #include "archive/archive_writer.h"
 #include "support/program_run.h"
 
-extern char** environ;
-
 namespace qorarc::testing {
 namespace {
 
 namespace fs = std::filesystem;
 
 const int64_t kDay = DayNumber(2019, 5, 3);
-constexpr uid_t kNobody = 65534;
 
 std::string PlantFile(const std::string& root, int64_t day) {
   return ArchiveFilePath(root, day, "plant");
@@ -42,80 +33,6 @@ std::string LongItems(int64_t day, uint16_t id, int32_t n) {
   b.Day(static_cast<uint32_t>(day));
   for (int32_t i = 0; i < n; ++i) b.Long(TimeOfDay(1, 0, 0), id, i);
   return b.bytes();
-}
-
-struct Launch {
-  std::vector<std::string> args;
-  std::string out = "/dev/null";  // standard output
-  std::string err;                // standard error: a file, or empty for a pipe
-  bool as_nobody = false;         // run as user and group 65534
-  rlim_t file_size_limit = RLIM_INFINITY;  // with SIGXFSZ ignored
-};
-
-struct Child {
-  pid_t pid;
-  int err_pipe = -1;  // when Launch::err is empty
-};
-
-Child Start(const Launch& launch) {
-  int pipe_fds[2] = {-1, -1};
-  if (launch.err.empty() && pipe(pipe_fds) != 0) return {-1};
-  std::string program = QorArcPath();
-  std::vector<char*> argv = {program.data()};
-  for (const std::string& arg : launch.args) argv.push_back(const_cast<char*>(arg.c_str()));
-  argv.push_back(nullptr);
-  pid_t pid = fork();
-  if (pid != 0) {
-    if (pipe_fds[1] >= 0) close(pipe_fds[1]);
-    return {pid, pipe_fds[0]};
-  }
-  int in = open("/dev/null", O_RDONLY);
-  int out = open(launch.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  int err = launch.err.empty() ? pipe_fds[1] : open(launch.err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  if (in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0)
-    _exit(127);
-  if (launch.as_nobody &&
-      (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0))
-    _exit(126);
-  if (launch.file_size_limit != RLIM_INFINITY) {
-    const rlimit limit = {launch.file_size_limit, launch.file_size_limit};
-    signal(SIGXFSZ, SIG_IGN);
-    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(125);
-  }
-  alarm(60);
-  execve(program.c_str(), argv.data(), environ);
-  _exit(127);
-}
-
-struct Outcome {
-  std::string err;
-  int status = -1;  // exit status, -1 when ended by a signal
-  int signal = 0;   // the signal that ended it
-};
-
-Outcome Finish(const Child& child, const std::string& err_path) {
-  Outcome outcome;
-  if (child.err_pipe >= 0) {
-    char buffer[4096];
-    for (ssize_t n; (n = read(child.err_pipe, buffer, sizeof buffer)) > 0;)
-      outcome.err.append(buffer, static_cast<size_t>(n));
-    close(child.err_pipe);
-  }
-  int wstatus = 0;
-  waitpid(child.pid, &wstatus, 0);
-  if (WIFEXITED(wstatus)) outcome.status = WEXITSTATUS(wstatus);
-  if (WIFSIGNALED(wstatus)) outcome.signal = WTERMSIG(wstatus);
-  if (!err_path.empty()) outcome.err = ReadFile(err_path);
-  return outcome;
-}
-
-Outcome RunLaunch(const Launch& launch) { return Finish(Start(launch), launch.err); }
-
-std::set<std::string> Names(const std::string& dir) {
-  std::set<std::string> names;
-  for (const fs::directory_entry& entry : fs::directory_iterator(dir))
-    names.insert(entry.path().filename().string());
-  return names;
 }
 
 std::string NotReadable(const std::string& path) {

@@ -4,7 +4,6 @@
 // status.
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -18,8 +17,6 @@
 
 #include "archive/archive_writer.h"
 #include "support/program_run.h"
-
-extern char** environ;
 
 namespace qorarc::testing {
 namespace {
@@ -67,53 +64,14 @@ void ExpectLines(const std::string& err, const std::string& head, const std::str
   EXPECT_EQ(err.substr(head.size() + middle.size()), tail);
 }
 
-// Starts QorArc with standard input on /dev/null, standard output on the
-// file `out_path` (closed when empty) and standard error in `err_path`. A
-// run that hangs is ended by SIGALRM after 60 s and so fails its status
-// check.
-pid_t Spawn(const std::vector<std::string>& args, const std::string& out_path,
-            const std::string& err_path) {
-  std::string program = QorArcPath();
-  std::vector<char*> argv = {program.data()};
-  for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
-  argv.push_back(nullptr);
-  pid_t pid = fork();
-  if (pid != 0) return pid;
-  int in = open("/dev/null", O_RDONLY);
-  int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  if (in < 0 || err < 0 || dup2(in, 0) < 0 || dup2(err, 2) < 0) _exit(127);
-  if (out_path.empty()) {
-    close(1);
-  } else {
-    int out = open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (out < 0 || dup2(out, 1) < 0) _exit(127);
-    if (out > 2) close(out);
-  }
-  // The test may run with a standard stream closed, which these took.
-  if (in > 2) close(in);
-  if (err > 2) close(err);
-  alarm(60);
-  execve(program.c_str(), argv.data(), environ);
-  _exit(127);
-}
-
-// Result of a run whose standard output is not a pipe.
-struct Outcome {
-  std::string err;
-  int status = -1;  // as the shell sees it, -1 when killed
-};
-
-int StatusOf(int wstatus) { return WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1; }
-
 // Runs QorArc with standard output on the file `out_path` (closed when
 // empty) and standard error kept in `scratch`.
 Outcome RunToFile(const std::vector<std::string>& args, const std::string& out_path,
                   const std::string& scratch) {
-  int wstatus = 0;
-  waitpid(Spawn(args, out_path, scratch + "/stderr.txt"), &wstatus, 0);
-  return {ReadFile(scratch + "/stderr.txt"), StatusOf(wstatus)};
+  return RunLaunch({args, out_path, scratch + "/stderr.txt"});
 }
 
+// Pretty JSON and CSV to -o /dev/full: see data_safety_test.cc.
 TEST(FaultTest, FailingOutputEndsWithAMessageAndStatus255) {
   TempDir dir;
   const std::string arc = dir.path() + "/arc";
@@ -128,8 +86,6 @@ TEST(FaultTest, FailingOutputEndsWithAMessageAndStatus255) {
   };
   const Case cases[] = {
       {"JSON to -o /dev/full", {"-i", arc, "-o", "/dev/full", "plant"}, "/dev/null", full},
-      {"pretty JSON to -o /dev/full", {"-i", arc, "-p", "-o", "/dev/full", "plant"}, "/dev/null", full},
-      {"CSV to -o /dev/full", {"-i", arc, "--csv", "-o", "/dev/full", "plant"}, "/dev/null", full},
       {"scan to -o /dev/full", {"-i", arc, "--scan", "-o", "/dev/full"}, "/dev/null", full},
       {"JSON to standard output on /dev/full", {"-i", arc, "plant"}, "/dev/full", no_stdout},
       {"CSV to standard output on /dev/full", {"-i", arc, "--csv", "plant"}, "/dev/full", no_stdout},
@@ -320,8 +276,8 @@ TEST(FaultTest, FileReplacedBetweenDiscoveryAndReadingYieldsNothing) {
     const std::string victim = PlantFile(arc, kDay + 1);
     const std::string fifo = dir.path() + "/out";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0644), 0);
-    pid_t pid = Spawn({"-ve", "-i", arc, "--csv", "-ccf", "5..6", "plant"}, fifo,
-                      dir.path() + "/stderr.txt");
+    Child child = Start({{"-ve", "-i", arc, "--csv", "-ccf", "5..6", "plant"}, fifo,
+                         dir.path() + "/stderr.txt"});
     int out = open(fifo.c_str(), O_RDONLY);
     std::string output(1, '\0');
     EXPECT_EQ(read(out, output.data(), 1), 1);
@@ -330,16 +286,15 @@ TEST(FaultTest, FileReplacedBetweenDiscoveryAndReadingYieldsNothing) {
     char buffer[65536];
     for (ssize_t n; (n = read(out, buffer, sizeof buffer)) > 0;) output.append(buffer, n);
     close(out);
-    int wstatus = 0;
-    waitpid(pid, &wstatus, 0);
-    EXPECT_EQ(ReadFile(dir.path() + "/stderr.txt"),
+    Outcome outcome = Finish(child, dir.path() + "/stderr.txt");
+    EXPECT_EQ(outcome.err,
               std::string("Verbose mode enabled.\nExport to CSV enabled.\n"
                           "Name of the archive: 'plant'\n") +
                   Exporting(PlantFile(arc)) + Exporting(victim) +
                   (c.reported ? "Failed to read '" + victim + "': No such file or directory.\n"
                               : "") +
                   Exporting(PlantFile(arc, kDay + 2)));
-    EXPECT_EQ(StatusOf(wstatus), c.reported ? 2 : 0);
+    EXPECT_EQ(outcome.status, c.reported ? 2 : 0);
     EXPECT_TRUE(output == expected + "2,1\n") << output.substr(output.size() - 100);
   }
 }

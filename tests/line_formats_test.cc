@@ -131,10 +131,8 @@ INSTANTIATE_TEST_SUITE_P(
     Runs, LineFormatsTest,
     ::testing::Values(
         RunCase{"JsonLines", {"-jl", "a"}, Lines(0, 12), ""},
-        RunCase{"JsonLinesIgnoresPrettyAndTotal", {"--json-lines", "-p", "-itc", "a"},
-                Lines(0, 12), ""},
-        RunCase{"JsonLinesWinsOverEveryFormat", {"-lc", "-cf", "-jl", "-dscl", "a"},
-                Lines(0, 12), ""},
+        RunCase{"JsonLinesWinsOverEveryFormatAndIgnoresTheirOptions",
+                {"-lc", "-cf", "--json-lines", "-dscl", "-p", "-itc", "a"}, Lines(0, 12), ""},
         RunCase{"JsonLinesCountAndIds", {"-jl", "-f", "3..12", "-ic", "2", "a"}, Lines(1, 3), ""},
         RunCase{"JsonLinesNothingFound", {"-jl", "nothing"}, "", kNotFound},
         RunCase{"LongCsv", {"--long-csv", "a"}, kLongCsv, ""},
@@ -164,16 +162,6 @@ INSTANTIATE_TEST_SUITE_P(
         RunCase{"WholeLastDay", {"-jl", "-ft1", "2019-05-03", "-ft2", "2019-05-03 23:59:59.999999999",
                  "-f", "11,12", "a"}, Lines(10, 11), ""}),
     [](const ::testing::TestParamInfo<RunCase>& info) { return std::string(info.param.name); });
-
-TEST(LineFormatsOutputTest, OutputFile) {
-  TempDir dir;
-  WriteSample(dir.path() + "/arc");
-  const std::string file = dir.path() + "/out.jsonl";
-  ProgramResult r = RunQorArc({"-i", dir.path() + "/arc", "-jl", "-o", file, "a"});
-  EXPECT_EQ(r.out, "");
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(ReadFile(file), Lines(0, 12));
-}
 
 // Loads the outputs with the readers they are for. Debian's python3, where
 // scripts/install-deps.sh puts pandas. Arguments: the JSON Lines file, the

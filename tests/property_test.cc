@@ -1,19 +1,10 @@
-// Properties of the export over thousands of generated archives (seeded, so
-// every run checks the same ones): the JSON document parses with python3's
-// json module; compact and pretty JSON are the same value; CSV has one line
-// per item; "--item-count n" gives a prefix of the unlimited items and
-// "-ft1"/"-ft2" exactly the unlimited items within the time span; and every
-// run gives the same standard output, standard error and status with three
-// writer threads and batches of three items as with one thread.
-//
-// The generated archives hold every record kind except those two that the
-// properties exclude by design: no NaN or infinite reals (JSON leaves an
-// empty slot for them, see export_test.cc) and no text arrays of codes 25
-// and 27 (the JSON export ends with an error there). Log texts hold any
-// byte but the line feed, since CSV cells are not quoted.
-//
-// QORARC_PROPERTY_ARCHIVES sets the number of archives (default 2000); the
-// sanitizer build runs fewer.
+// Properties of the export over generated archives (seeded): the JSON parses
+// (python3's json); compact and pretty JSON agree; CSV has a line per item;
+// "-ic n" gives a prefix and "-ft1"/"-ft2" exactly the items within the span;
+// three writer threads with batches of three items give the same output,
+// messages and status as one thread. No NaN or infinite reals and no text
+// arrays (codes 25, 27), which JSON cannot show; log texts hold no line feed.
+// QORARC_PROPERTY_ARCHIVES sets the number of archives (default 2000).
 #include <gtest/gtest.h>
 
 #include <algorithm>

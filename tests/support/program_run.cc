@@ -1,11 +1,14 @@
 #include "support/program_run.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <filesystem>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -14,6 +17,15 @@ extern char** environ;
 namespace qorarc::testing {
 
 std::string QorArcPath() { return QORARC_BINARY; }
+
+// The program starts with the default action for the signals that end a
+// run, as from an interactive shell: a test run by nohup or as a background
+// job would otherwise hand down an ignored SIGHUP or SIGINT.
+namespace {
+void DefaultSignals() {
+  for (int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) signal(signal_number, SIG_DFL);
+}
+}  // namespace
 
 ProgramResult RunQorArc(const std::vector<std::string>& args,
                         const ProgramOptions& options) {
@@ -39,6 +51,7 @@ ProgramResult RunQorArc(const std::vector<std::string>& args,
     argv.push_back(program.data());
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);
+    DefaultSignals();
     execve(program.c_str(), argv.data(), environ);
     _exit(127);
   }
@@ -71,6 +84,68 @@ ProgramResult RunQorArc(const std::vector<std::string>& args,
   }
   result.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1;
   return result;
+}
+
+Child Start(const Launch& launch) {
+  int pipe_fds[2] = {-1, -1};
+  if (launch.err.empty() && pipe(pipe_fds) != 0) return {-1};
+  std::string program = QorArcPath();
+  std::vector<char*> argv = {program.data()};
+  for (const std::string& arg : launch.args) argv.push_back(const_cast<char*>(arg.c_str()));
+  argv.push_back(nullptr);
+  pid_t pid = fork();
+  if (pid != 0) {
+    if (pipe_fds[1] >= 0) close(pipe_fds[1]);
+    return {pid, pipe_fds[0]};
+  }
+  int in = open("/dev/null", O_RDONLY);
+  int err = launch.err.empty() ? pipe_fds[1]
+                               : open(launch.err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  if (in < 0 || err < 0 || dup2(in, 0) < 0 || dup2(err, 2) < 0) _exit(127);
+  if (launch.out.empty()) {
+    close(1);
+  } else {
+    int out = open(launch.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (out < 0 || dup2(out, 1) < 0) _exit(127);
+    if (out > 2) close(out);
+  }
+  // The test may run with a standard stream closed, which these took.
+  if (in > 2) close(in);
+  if (err > 2) close(err);
+  if (launch.as_nobody && (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0))
+    _exit(126);
+  DefaultSignals();
+  if (launch.file_size_limit != RLIM_INFINITY) {
+    const rlimit limit = {launch.file_size_limit, launch.file_size_limit};
+    signal(SIGXFSZ, SIG_IGN);
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(125);
+  }
+  alarm(60);
+  execve(program.c_str(), argv.data(), environ);
+  _exit(127);
+}
+
+Outcome Finish(const Child& child, const std::string& err_path) {
+  Outcome outcome;
+  if (child.err_pipe >= 0) {
+    char buffer[4096];
+    for (ssize_t n; (n = read(child.err_pipe, buffer, sizeof buffer)) > 0;)
+      outcome.err.append(buffer, static_cast<size_t>(n));
+    close(child.err_pipe);
+  }
+  int wstatus = 0;
+  waitpid(child.pid, &wstatus, 0);
+  if (WIFEXITED(wstatus)) outcome.status = WEXITSTATUS(wstatus);
+  if (WIFSIGNALED(wstatus)) outcome.signal = WTERMSIG(wstatus);
+  if (!err_path.empty()) outcome.err = ReadFile(err_path);
+  return outcome;
+}
+
+std::set<std::string> Names(const std::string& dir) {
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(dir))
+    names.insert(entry.path().filename().string());
+  return names;
 }
 
 }  // namespace qorarc::testing

@@ -1,6 +1,10 @@
 // Runs the built QorArc as a child process and captures what it prints.
 #pragma once
 
+#include <sys/resource.h>
+#include <sys/types.h>
+
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,5 +32,35 @@ ProgramResult RunQorArc(const std::vector<std::string>& args,
 
 // Path of the built program.
 std::string QorArcPath();
+
+// A run whose standard streams go to files, for outputs that are not pipes.
+struct Launch {
+  std::vector<std::string> args;
+  std::string out = "/dev/null";  // standard output; empty: closed
+  std::string err;                // standard error: a file, or empty for a pipe
+  bool as_nobody = false;         // run as user and group 65534
+  rlim_t file_size_limit = RLIM_INFINITY;  // with SIGXFSZ ignored
+};
+
+struct Child {
+  pid_t pid;
+  int err_pipe = -1;  // when Launch::err is empty
+};
+
+struct Outcome {
+  std::string err;
+  int status = -1;  // exit status, -1 when ended by a signal
+  int signal = 0;   // the signal that ended it
+};
+
+// Starts QorArc with standard input on /dev/null. A run that hangs is ended
+// by SIGALRM after 60 s and so fails its status check.
+Child Start(const Launch& launch);
+// Waits for the child; reads its standard error from the pipe or `err_path`.
+Outcome Finish(const Child& child, const std::string& err_path);
+inline Outcome RunLaunch(const Launch& launch) { return Finish(Start(launch), launch.err); }
+
+// The names in a directory.
+std::set<std::string> Names(const std::string& dir);
 
 }  // namespace qorarc::testing
