@@ -292,12 +292,9 @@ TEST(LineFormatsReadersTest, ReadersLoadGeneratedArchives) {
     std::fclose(f);
     const std::string command = "/usr/bin/python3 " + script + " " + lines + " " + table + " " +
                                 std::to_string(g.items) + " " + std::to_string(g.rows) + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string output;
-    char buffer[4096];
-    for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) output.append(buffer, n);
-    EXPECT_EQ(pclose(pipe), 0) << output;
+    int status = -1;
+    const std::string output = RunShell(command, &status);
+    EXPECT_EQ(status, 0) << output;
     EXPECT_EQ(output, "ok\n") << "seed " << seed;
   }
 }

@@ -63,12 +63,7 @@ TEST(ProgressTest, ShownOnATerminal) {
   const std::string arc = WriteArchive(dir.path(), 60000);
   const std::string command = "script -qec \"" + QorArcPath() + " -i " + arc +
                               " plant | (sleep 1.5; cat >/dev/null)\" /dev/null";
-  std::string out;
-  FILE* pipe = popen(command.c_str(), "r");
-  ASSERT_NE(pipe, nullptr);
-  char buffer[4096];
-  for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
-  pclose(pipe);
+  const std::string out = RunShell(command);
   EXPECT_TRUE(std::regex_search(out, kStatusLine)) << out;
   EXPECT_TRUE(std::regex_search(out, std::regex("\r\x1b\\[KExported 120000 items from 2 files "
                                                 "\\(2\\.2 MB\\) in [0-9]+:[0-9]{2}\\.\r\n$")))

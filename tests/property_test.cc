@@ -252,13 +252,7 @@ TEST(PropertyTest, ExportsAgreeWithEachOther) {
     manifest.close();
     const std::string command =
         "python3 " + checker + " " + QorArcPath() + " " + batch.path() + "/manifest 2>&1";
-    std::string out;
-    FILE* pipe = popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    char buffer[4096];
-    for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
-    pclose(pipe);
-    EXPECT_EQ(out, "checked " + std::to_string(count) + " archives\n");
+    EXPECT_EQ(RunShell(command), "checked " + std::to_string(count) + " archives\n");
   }
 }
 

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <filesystem>
 #include <cstdlib>
+#include <cstdio>
 #include <stdexcept>
 
 extern char** environ;
@@ -17,6 +18,17 @@ extern char** environ;
 namespace qorarc::testing {
 
 std::string QorArcPath() { return QORARC_BINARY; }
+
+std::string RunShell(const std::string& command, int* status) {
+  std::string out;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) throw std::runtime_error("popen failed");
+  char buffer[4096];
+  for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
+  const int result = pclose(pipe);
+  if (status != nullptr) *status = result;
+  return out;
+}
 
 // The program starts with the default action for the signals that end a
 // run, as from an interactive shell: a test run by nohup or as a background

@@ -33,6 +33,10 @@ ProgramResult RunQorArc(const std::vector<std::string>& args,
 // Path of the built program.
 std::string QorArcPath();
 
+// Runs a shell command and returns what it writes to standard output;
+// `*status` gets its exit status as pclose gives it.
+std::string RunShell(const std::string& command, int* status = nullptr);
+
 // A run whose standard streams go to files, for outputs that are not pipes.
 struct Launch {
   std::vector<std::string> args;
