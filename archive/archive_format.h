@@ -51,7 +51,6 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
-#include <utility>
 
 #include "core/time_base.h"
 
@@ -175,11 +174,12 @@ T LoadBigEndian(const uint8_t* p) {
   return v;
 }
 
-// The inverse of LoadBigEndian: n bytes of a host-order value of n bytes.
+// The inverse of LoadBigEndian: the n bytes of a host-order value of n
+// bytes, most significant first.
 inline void StoreBigEndian(const void* value, size_t n, uint8_t* out) {
-  std::memcpy(out, value, n);
-  if constexpr (std::endian::native == std::endian::little)
-    for (size_t i = 0; i < n / 2; ++i) std::swap(out[i], out[n - 1 - i]);
+  const auto* in = static_cast<const uint8_t*>(value);
+  for (size_t i = 0; i < n; ++i)
+    out[i] = std::endian::native == std::endian::little ? in[n - 1 - i] : in[i];
 }
 
 // One decoded item record. Fields a record does not use are zero.

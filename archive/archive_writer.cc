@@ -183,7 +183,8 @@ void ArchiveBuilder::ArrayHeader(uint8_t code, size_t element_size,
 }
 
 void ArchiveBuilder::PutBigEndian(const void* value, size_t size) {
-  uint8_t stored[8];
+  uint8_t stored[8] = {};
+  if (size > sizeof stored) throw std::invalid_argument("a value has at most 8 bytes");
   StoreBigEndian(value, size, stored);
   bytes_.append(reinterpret_cast<const char*>(stored), size);
 }
