@@ -11,6 +11,9 @@ expected output a line "..." stands for any number of lines, and a line
 ending in "..." for one line that begins with the text before it. A command's
 output that does not end with a line feed is compared as if it did.
 
+Every fenced block marked `python` is a recipe: it runs whole under
+/usr/bin/python3 (Debian's, with python3-pandas) and must succeed.
+
 Each command runs under sh in a fresh directory in which "build/QorArc" is the
 built program and "sample" the repository's sample directory, so that files
 the examples write go nowhere else. NO_COLOR and the QORARC_ diagnostics
@@ -59,6 +62,16 @@ def examples(readme_path):
         raise ValueError("a console block is not closed")
 
 
+def recipes(readme_path):
+    """Yields (line number, Python source) of every python block."""
+    with open(readme_path, encoding="utf-8") as readme:
+        lines = readme.read().split("\n")
+    for number, line in enumerate(lines, 1):
+        if line.strip() == "```python":
+            end = next(k for k in range(number, len(lines)) if lines[k].startswith("```"))
+            yield number, "\n".join(lines[number:end]) + "\n"
+
+
 def pattern(expected):
     parts = []
     for line in expected:
@@ -94,6 +107,15 @@ def main():
                 failures += 1
                 print(f"{readme}:{start}: $ {command}\n--- shown:\n"
                       + "\n".join(expected) + "\n--- printed:\n" + output, file=sys.stderr)
+        python = "/usr/bin/python3" if os.path.exists("/usr/bin/python3") else "python3"
+        for start, source_text in recipes(readme):
+            count += 1
+            run = subprocess.run([python, "-"], input=source_text.encode(), cwd=work, env=env,
+                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120)
+            if run.returncode != 0:
+                failures += 1
+                print(f"{readme}:{start}: the recipe fails:\n"
+                      + run.stdout.decode("utf-8", "replace"), file=sys.stderr)
     if count == 0:
         print("no examples found in " + readme, file=sys.stderr)
         return 1
