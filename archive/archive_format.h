@@ -60,9 +60,8 @@ inline constexpr uint8_t kEndMark = 0xFF;
 inline constexpr uint16_t kDayMarkerTag = 0x8000;
 inline constexpr uint32_t kMaxDayNumber = 0xFFFF;
 
-// Field offsets of a day marker and an item record.
-inline constexpr size_t kDayMarkerTagOffset = 0;
-inline constexpr size_t kDayMarkerDayOffset = 2;
+// Field offsets of an item record. A day marker's tag and day stand where
+// an item's time fields do (offsets 0 and 2), so both are read the same way.
 inline constexpr size_t kTimeHighOffset = 0;
 inline constexpr size_t kTimeLowOffset = 2;
 inline constexpr size_t kTypeOffset = 6;
