@@ -1,0 +1,141 @@
+#!/usr/bin/env python3
+"""Plants realistic faults in the product, one at a time, and counts the tests
+that fail for each: a measure of what the test suite catches, to be run
+before and after tests are trimmed or moved.
+
+    scripts/plant-faults.py [--build DIR] [NAME ...]
+
+Each fault replaces one exact piece of text that occurs once in its file.
+The file is restored after the run of that fault, also when the run is
+interrupted. Builds go to DIR (default build-faults, Release); the whole
+CTest suite runs for each fault. Prints one line per fault: its name and the
+number of failing tests (0 means the fault went unnoticed), then a summary;
+the exit status is 1 when a fault went unnoticed or could not be planted.
+"""
+
+import argparse
+import pathlib
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+
+# name, file, text, replacement
+FAULTS = [
+    ("time filter: from-time bound exclusive", "export/item_processor.cc",
+     "if (timestamp < filter.from_time)", "if (timestamp <= filter.from_time)"),
+    ("item count limit off by one", "export/item_processor.cc",
+     "if (limit < 0 || count_ < limit) return false;", "if (limit < 0 || count_ <= limit) return false;"),
+    ("total count cap 100,000", "export/item_processor.h",
+     "kMaxTotalCount = 99'999;", "kMaxTotalCount = 100'000;"),
+    ("decoder: array elements in file byte order", "archive/record_decoder.cc",
+     "const T v = LoadBigEndian<T>(src + sizeof(T) * i);",
+     "T v;\n    std::memcpy(&v, src + sizeof(T) * i, sizeof v);"),
+    ("decoder: longest string record refused", "archive/record_decoder.cc",
+     "if (full_length <= int32_t{kMaxRecordBytes})", "if (full_length < int32_t{kMaxRecordBytes})"),
+    ("JSON: backslash not escaped", "export/json_writer.cc",
+     "if (c < 0x20 || c == '\"' || c == '\\\\') return false;", "if (c < 0x20 || c == '\"') return false;"),
+    ("CSV: semicolon delimiter written as comma", "export/csv_writer.cc",
+     "return ';';", "return ',';"),
+    ("discovery: archive name matched as a prefix", "archive/discovery.cc",
+     "name != filter.archive_name", "name.rfind(filter.archive_name, 0) != 0"),
+    ("discovery: year ends at the start of 31 December", "archive/discovery.cc",
+     "name + \"-12-31 23:59:59.999999999\"", "name + \"-12-31 00:00:00.000000000\""),
+    ("discovery: month until-bound exclusive", "archive/discovery.cc",
+     "start <= filter.until_time", "start < filter.until_time"),
+    ("discovery: same-day files in reverse order", "archive/discovery.cc",
+     "a.path < b.path", "a.path > b.path"),
+    ("standard output checked by stream state only", "app/run.cc",
+     "if (!std::cout || std::fflush(stdout) != 0 || std::ferror(stdout))", "if (!std::cout)"),
+    ("unreadable data ends with status 0", "app/run.cc",
+     "code == 0 && unreadable ? kUnreadableStatus : code", "code"),
+    ("unopenable day file not reported", "archive/read_state.cc",
+     "    sink->ReadFailed(path, error);\n", "    (void)error;\n"),
+    ("UTC time: wrong pair of fraction digits", "export/time_text.cc",
+     "p = Put2(p, rest / 10'000 % 100);", "p = Put2(p, rest / 1'000 % 100);"),
+    ("JSON Lines: NaN written as a number", "export/json_lines_writer.cc",
+     "std::isfinite(real) ? out + FormatReal(real, out) : CopyText(out, \"null\")",
+     "out + FormatReal(real, out)"),
+    ("JSON Lines: bytes above 0x7F copied unchecked", "export/json_lines_writer.cc",
+     "CopyUtf8Sequence(&p, end, &out);", "*out++ = static_cast<char>(c);\n        ++p;"),
+    ("long CSV: quote not doubled", "export/long_csv_writer.cc",
+     "if (c == '\"') *out++ = '\"';", "(void)c;"),
+    ("long CSV: flags inverted", "export/long_csv_writer.cc",
+     "FlagElement(value, i) ? '1' : '0'", "FlagElement(value, i) ? '0' : '1'"),
+    ("UTF-8: overlong E0 80 accepted", "export/utf8_text.cc",
+     "if (lead == 0xE0) low = 0xA0;", "if (lead == 0xE0) low = 0x80;"),
+    ("ID ranges: last bound exclusive", "export/range_set.cc",
+     "std::min<int64_t>(range.last, covered_ - 1)", "std::min<int64_t>(range.last - 1, covered_ - 1)"),
+    ("threads: worker not past an item", "export/parallel_output.cc",
+     "  writer->writeItem(ExportItem{});\n", "  if (false) writer->writeItem(ExportItem{});\n"),
+    ("threads: refused item written before the blocks", "export/parallel_output.cc",
+     "    Drain();\n    document_->writeItem(views_.Build(item));",
+     "    document_->writeItem(views_.Build(item));"),
+    ("output file renamed after a failed export", "app/output_file.cc",
+     "if (ok && rename(hidden_.c_str(), target_.c_str()) == 0)",
+     "if (rename(hidden_.c_str(), target_.c_str()) == 0)"),
+    ("progress line not cleared before a message", "core/messages.h",
+     "  if (g_status_line_shown) {", "  if (false && g_status_line_shown) {"),
+    ("ISO time bound: 'T' refused", "core/timestamp_parser.cc",
+     "text[10] == ' ' || (wide && text[10] == 'T')", "text[10] == ' '"),
+]
+
+
+def plant(path, text, replacement):
+    source = path.read_text()
+    if source.count(text) != 1:
+        return None
+    path.write_text(source.replace(text, replacement))
+    return source
+
+
+def run(cmd, log):
+    return subprocess.run(cmd, cwd=ROOT, stdout=log, stderr=subprocess.STDOUT).returncode
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--build", default="build-faults")
+    parser.add_argument("names", nargs="*", help="faults to plant (substrings of their names)")
+    args = parser.parse_args()
+    faults = [f for f in FAULTS if not args.names or any(n in f[0] for n in args.names)]
+    build = ROOT / args.build
+    log_path = build.with_name(build.name + ".log")
+    missed = []
+    with open(log_path, "w") as log:
+        if run(["cmake", "-S", ".", "-B", str(build), "-DCMAKE_BUILD_TYPE=Release"], log) != 0:
+            sys.exit("cmake failed; see " + str(log_path))
+        for name, file, text, replacement in faults:
+            path = ROOT / file
+            original = plant(path, text, replacement)
+            if original is None:
+                print(f"{name}: NOT PLANTED (text not found once in {file})", flush=True)
+                missed.append(name)
+                continue
+            try:
+                log.write(f"\n=== {name}\n")
+                log.flush()
+                if run(["cmake", "--build", str(build), "-j2"], log) != 0:
+                    print(f"{name}: does not build", flush=True)
+                    missed.append(name)
+                    continue
+                result = subprocess.run(
+                    ["ctest", "--test-dir", str(build), "-j2", "--timeout", "300"], cwd=ROOT,
+                    capture_output=True, text=True)
+                log.write(result.stdout)
+                match = re.search(r"tests passed, (\d+) tests failed", result.stdout)
+                failed = int(match.group(1)) if match else -1
+                print(f"{name}: {failed}", flush=True)
+                if failed == 0:
+                    missed.append(name)
+            finally:
+                path.write_text(original)
+        # Leave the build matching the tree.
+        run(["cmake", "--build", str(build), "-j2"], log)
+    print(f"{len(faults) - len(missed)} of {len(faults)} faults caught")
+    sys.exit(1 if missed else 0)
+
+
+if __name__ == "__main__":
+    main()
