@@ -6,7 +6,6 @@
 
 #include <bit>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 #include <random>
 #include <string>
@@ -163,42 +162,6 @@ INSTANTIATE_TEST_SUITE_P(
                  "-f", "11,12", "a"}, Lines(10, 11), ""}),
     [](const ::testing::TestParamInfo<RunCase>& info) { return std::string(info.param.name); });
 
-// Loads the outputs with the readers they are for. Debian's python3, where
-// scripts/install-deps.sh puts pandas. Arguments: the JSON Lines file, the
-// long CSV file, the number of items and of rows.
-const char kReaders[] = R"(import csv, json, subprocess, sys
-import pandas
-lines_path, csv_path, items, rows = sys.argv[1], sys.argv[2], int(sys.argv[3]), int(sys.argv[4])
-
-def refuse(name):
-    raise ValueError('not JSON: ' + name)
-
-text = open(lines_path, 'rb').read().decode('utf-8')
-assert text.endswith('\n'), 'last line without a line feed'
-objects = [json.loads(line, parse_constant=refuse) for line in text[:-1].split('\n')]
-assert len(objects) == items, (len(objects), items)
-assert all(isinstance(o, dict) and 'ts' in o for o in objects)
-
-with open(csv_path, newline='', encoding='utf-8') as f:
-    table = list(csv.reader(f, strict=True))
-assert table[0] == ['ts', 'id', 'class', 'type', 'level', 'index', 'value', 'text'], table[0]
-assert len(table) - 1 == rows, (len(table) - 1, rows)
-assert all(len(row) == 8 for row in table)
-
-count = subprocess.run(['sqlite3', ':memory:', '.import --csv %s t' % csv_path,
-                        'SELECT count(*) FROM t;'], capture_output=True, text=True, check=True)
-assert count.stdout == '%d\n' % rows and count.stderr == '', (count.stdout, count.stderr)
-
-# The value column as numbers, each the real the text stands for.
-frame = pandas.read_csv(csv_path, dtype={'value': 'float64'}, float_precision='round_trip')
-assert len(frame) == rows, (len(frame), rows)
-texts = [row[6] for row in table[1:]]
-for text, value in zip(texts, frame['value']):
-    expected = float(text) if text else float('nan')
-    assert value == expected or value != value and expected != expected, (text, value)
-print('ok')
-)";
-
 // Items of every kind with random values: any real (NaN and infinities
 // included), any text byte, text arrays without a form.
 struct Generated {
@@ -285,12 +248,8 @@ TEST(LineFormatsReadersTest, ReadersLoadGeneratedArchives) {
     const std::string lines = dir.path() + "/out.jsonl", table = dir.path() + "/out.csv";
     ASSERT_EQ(RunQorArc({"-i", root, "-jl", "-o", lines, "g"}).status, 0);
     ASSERT_EQ(RunQorArc({"-i", root, "-lc", "-o", table, "g"}).status, 0);
-    const std::string script = dir.path() + "/readers.py";
-    FILE* f = std::fopen(script.c_str(), "w");
-    ASSERT_NE(f, nullptr);
-    std::fputs(kReaders, f);
-    std::fclose(f);
-    const std::string command = "/usr/bin/python3 " + script + " " + lines + " " + table + " " +
+    // Debian's python3, where scripts/install-deps.sh puts pandas.
+    const std::string command = "/usr/bin/python3 " + TestScriptPath("line_formats_readers.py") + " " + lines + " " + table + " " +
                                 std::to_string(g.items) + " " + std::to_string(g.rows) + " 2>&1";
     int status = -1;
     const std::string output = RunShell(command, &status);

@@ -19,6 +19,8 @@ namespace qorarc::testing {
 
 std::string QorArcPath() { return QORARC_BINARY; }
 
+std::string TestScriptPath(const std::string& name) { return QORARC_TEST_SCRIPTS "/" + name; }
+
 std::string RunShell(const std::string& command, int* status) {
   std::string out;
   FILE* pipe = popen(command.c_str(), "r");

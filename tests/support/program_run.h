@@ -33,6 +33,9 @@ ProgramResult RunQorArc(const std::vector<std::string>& args,
 // Path of the built program.
 std::string QorArcPath();
 
+// Path of a script in the tests' source folder.
+std::string TestScriptPath(const std::string& name);
+
 // Runs a shell command and returns what it writes to standard output;
 // `*status` gets its exit status as pclose gives it.
 std::string RunShell(const std::string& command, int* status = nullptr);
