@@ -187,49 +187,33 @@ Generated Generate(uint64_t seed) {
     const int64_t t = int64_t{i} * 20'000'000'000 + below(1'000'000'000);
     const auto id = static_cast<uint16_t>(below(100));
     const auto n = static_cast<uint8_t>(1 + below(6));
-    int rows = 1;
-    switch (below(9)) {
-      case 0:
-        b.Double(t, id, real());
-        break;
+    const int kind = below(9);
+    const int rows = kind == 0 || kind == 4 || kind >= 7 ? 1 : n;
+    switch (kind) {
+      case 0: b.Double(t, id, real()); break;
       case 1: {
         std::vector<double> values(n);
         for (double& v : values) v = real();
         b.Array<double>(24, t, id, values);
-        rows = n;
         break;
       }
       case 2: {
         std::vector<int32_t> values(n);
         for (int32_t& v : values) v = static_cast<int32_t>(random());
         b.Array<int32_t>(20, t, id, values);
-        rows = n;
         break;
       }
-      case 3:
-        b.Bits(t, id, n, {static_cast<uint8_t>(random())});
-        rows = n;
-        break;
+      case 3: b.Bits(t, id, n, {static_cast<uint8_t>(random())}); break;
       case 4: {
         std::string text(below(40), '\0');
         for (char& c : text) c = static_cast<char>(below(4) == 0 ? "\"\n\r,\xE2\x82\xAC"[below(7)] : random());
         b.Text(t, id, 25, text, 3);
         break;
       }
-      case 5:
-        b.Array<uint64_t>(25, t, id, std::vector<uint64_t>(n, 1));
-        rows = n;
-        break;
-      case 6:
-        b.Array<uint16_t>(27, t, id, std::vector<uint16_t>(n, 2));
-        rows = n;
-        break;
-      case 7:
-        b.System(t, 1, 0);
-        break;
-      default:
-        b.Bool(t, id, 1);
-        break;
+      case 5: b.Array<uint64_t>(25, t, id, std::vector<uint64_t>(n, 1)); break;
+      case 6: b.Array<uint16_t>(27, t, id, std::vector<uint16_t>(n, 2)); break;
+      case 7: b.System(t, 1, 0); break;
+      default: b.Bool(t, id, 1);
     }
     ++g.items;
     g.rows += rows;

@@ -22,11 +22,11 @@ struct ProgramOptions {
   // Extra "NAME=value" entries; a bare "NAME" removes NAME from the
   // environment the program inherits.
   std::vector<std::string> env;
-  std::string cwd;               // working directory; empty: the current one
+  std::string cwd;  // working directory; empty: the current one
 };
 
 // Runs QorArc with `args` (without the program name), standard input on
-// /dev/null.
+// /dev/null, standard output on a file.
 ProgramResult RunQorArc(const std::vector<std::string>& args,
                         const ProgramOptions& options = {});
 
@@ -47,6 +47,7 @@ struct Launch {
   std::string err;                // standard error: a file, or empty for a pipe
   bool as_nobody = false;         // run as user and group 65534
   rlim_t file_size_limit = RLIM_INFINITY;  // with SIGXFSZ ignored
+  ProgramOptions options = {};
 };
 
 struct Child {
