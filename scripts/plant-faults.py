@@ -26,7 +26,7 @@ FAULTS = [
     ("time filter: from-time bound exclusive", "export/item_processor.cc",
      "if (timestamp < filter.from_time)", "if (timestamp <= filter.from_time)"),
     ("item count limit off by one", "export/item_processor.cc",
-     "if (limit < 0 || count_ < limit) return false;", "if (limit < 0 || count_ <= limit) return false;"),
+     "const bool write = limit < 0 || count_ < limit;", "const bool write = limit < 0 || count_ <= limit;"),
     ("total count cap 100,000", "export/item_processor.h",
      "kMaxTotalCount = 99'999;", "kMaxTotalCount = 100'000;"),
     ("decoder: array elements in file byte order", "archive/record_decoder.cc",
