@@ -1,0 +1,38 @@
+// Seeded random archives for the end-to-end property tests: items of every
+// kind in time order at whole microseconds, some files ending in a record
+// cut short.
+#pragma once
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qorarc::testing {
+
+// Pseudo-random numbers reduced to ranges by plain arithmetic, which the
+// standard fixes (its distributions differ between implementations).
+struct Random {
+  std::mt19937_64 engine;
+  uint64_t Bits() { return engine(); }
+  uint64_t Below(uint64_t n) { return engine() % n; }
+  int64_t Between(int64_t lo, int64_t hi) {
+    return lo + static_cast<int64_t>(Below(static_cast<uint64_t>(hi - lo) + 1));
+  }
+  bool OneIn(uint64_t n) { return Below(n) == 0; }
+};
+
+// What the values may hold beyond finite numbers and texts without a line
+// feed; JSON documents have no form for either.
+struct RandomValues {
+  bool non_finite = false;   // NaN and infinite reals
+  bool text_arrays = false;  // arrays of codes 25 and 27, and line feeds in texts
+};
+
+// Writes 1 to 3 day files of "plant" under `root`. Returns the (day, time of
+// day) of every item, a cut-off record's bad-record item included.
+std::vector<std::pair<int64_t, int64_t>> WriteRandomArchive(Random& r, const std::string& root,
+                                                            RandomValues values = {});
+
+}  // namespace qorarc::testing
