@@ -16,8 +16,8 @@ namespace {
 
 using Paths = std::vector<std::string>;
 
-// One archive directory with the files of several archives; the content of
-// the files does not matter here. Each archive name shows one thing.
+// One archive directory with the (empty) files of several archives, each
+// of which shows one thing.
 class DiscoveryTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -28,18 +28,16 @@ class DiscoveryTest : public ::testing::Test {
              "2019/2019-05/notadate_plan.rea",
              // the last day of a year and the first of the next
              "2019/2019-12/2019-12-31_y.rea", "2020/2020-01/2020-01-01_y.rea",
-             // a file of 2 June misplaced in "2019-05": a month directory is
-             // judged by its name, whatever its files are called
+             // a file of 2 June misplaced in "2019-05": months go by their names
              "2019/2019-05/2019-06-02_m.rea", "2019/2019-06/2019-06-01_m.rea",
              // year and month directories whose names are not dates
              "notes/2019-05/2019-05-03_u.rea", "2019/old/2019-05-04_u.rea",
              // two files of one day, and paths whose order is not the days'
              "2019/2019-06/2019-05-03_s.rea", "2019/2019-05/2019-05-04_s.rea",
              "2019/2019-05/2019-05-03_s.rea", "2018/2018-12/2018-12-31_s.rea",
-             // neither a year directory nor a month directory
+             // neither a year nor a month directory; then not a day file
              "notes.txt", "2019/readme"})
       WriteArchiveFile(root() + "/" + relative, "");
-    // Nor a day file.
     std::filesystem::create_directories(root() + "/2019/2019-05/2019-05-07_plan.rea");
   }
 
@@ -55,7 +53,8 @@ class DiscoveryTest : public ::testing::Test {
     EXPECT_FALSE(unreadable);
     Paths found;
     for (const ArchiveFileEntry& entry : entries)
-      found.push_back(std::filesystem::path(entry.path).parent_path().filename().string() + "/" + entry.stem);
+      found.push_back(std::filesystem::path(entry.path).parent_path().filename().string() + "/" +
+                      entry.stem);
     return found;
   }
 
@@ -78,15 +77,12 @@ TEST_F(DiscoveryTest, FilesOfTheArchiveWithinTheTimeSpan) {
       {"no name as a prefix", "pla", nullptr, nullptr, {}},
       {"a year up to its last nanosecond", "y", "2019-12-31 12:00:00", nullptr,
        {"2019-12/2019-12-31_y", "2020-01/2020-01-01_y"}},
-      {"a year from its first nanosecond", "y", "2020-01-01 00:00:00", nullptr, {"2020-01/2020-01-01_y"}},
       {"a year that starts at the until-time", "y", nullptr, "2020-01-01 00:00:00",
        {"2019-12/2019-12-31_y", "2020-01/2020-01-01_y"}},
       {"a month while the next starts after the from-time", "m", "2019-05-31 23:59:59.999999999",
        nullptr, {"2019-06/2019-06-01_m", "2019-05/2019-06-02_m"}},
-      {"a month not once the next has started", "m", "2019-06-01 00:00:00", nullptr,
-       {"2019-06/2019-06-01_m"}},
-      {"a month that starts at the until-time", "m", nullptr, "2019-06-01 00:00:00",
-       {"2019-06/2019-06-01_m"}},
+      {"a month not once the next started", "m", "2019-06-01 00:00:00", nullptr, {"2019-06/2019-06-01_m"}},
+      {"a month starting at the until-time", "m", nullptr, "2019-06-01 00:00:00", {"2019-06/2019-06-01_m"}},
       {"undated directories without a from-time", "u", nullptr, nullptr,
        {"2019-05/2019-05-03_u", "old/2019-05-04_u"}},
       {"undated directories not with one", "u", "2019-01-01 00:00:00", nullptr, {}},
