@@ -14,29 +14,48 @@
 namespace qorarc {
 namespace {
 
+using Paths = std::vector<std::string>;
+
+// One archive directory with the (empty) files of several archives, each
+// of which shows one thing.
 class DiscoveryTest : public ::testing::Test {
  protected:
-  // An empty archive file (its content does not matter here) at `relative`.
-  void Add(const std::string& relative) { WriteArchiveFile(root() + "/" + relative, ""); }
+  void SetUp() override {
+    for (const char* relative : {
+             // "plan" among names that only begin or end like it
+             "2019/2019-05/2019-05-03_plant.rea", "2019/2019-05/2019-05-04_plan.rea",
+             "2019/2019-05/2019-05-05_my_plan.rea", "2019/2019-05/2019-05-06_plan.txt",
+             "2019/2019-05/notadate_plan.rea",
+             // the last day of a year and the first of the next
+             "2019/2019-12/2019-12-31_y.rea", "2020/2020-01/2020-01-01_y.rea",
+             // a file of 2 June misplaced in "2019-05": months go by their names
+             "2019/2019-05/2019-06-02_m.rea", "2019/2019-06/2019-06-01_m.rea",
+             // year and month directories whose names are not dates
+             "notes/2019-05/2019-05-03_u.rea", "2019/old/2019-05-04_u.rea",
+             // two files of one day, and paths whose order is not the days'
+             "2019/2019-06/2019-05-03_s.rea", "2019/2019-05/2019-05-04_s.rea",
+             "2019/2019-05/2019-05-03_s.rea", "2018/2018-12/2018-12-31_s.rea",
+             // neither a year nor a month directory; then not a day file
+             "notes.txt", "2019/readme"})
+      WriteArchiveFile(root() + "/" + relative, "");
+    std::filesystem::create_directories(root() + "/2019/2019-05/2019-05-07_plan.rea");
+  }
 
-  // The paths Discover() returns, relative to the root, in its order.
-  std::vector<std::string> Found(const std::string& name, const char* from = nullptr,
-                                 const char* until = nullptr) {
+  // What Discover() returns, in its order, as "<month directory>/<stem>".
+  Paths Found(const std::string& name, const char* from, const char* until) {
     ItemFilter filter;
     filter.archive_name = name;
-    if (from != nullptr) {
-      EXPECT_EQ(ParseTimestamp(from, &filter.from_time), 0) << from;
-    }
-    if (until != nullptr) {
-      EXPECT_EQ(ParseTimestamp(until, &filter.until_time), 0) << until;
-    }
+    for (auto [text, time] : {std::pair{from, &filter.from_time}, {until, &filter.until_time}})
+      if (text != nullptr) ParseTimestamp(text, time);
     std::vector<ArchiveFileEntry> entries;
     bool unreadable = false;
     EXPECT_EQ(Discover(filter, root(), &entries, &unreadable), 0);
     EXPECT_FALSE(unreadable);
-    std::vector<std::string> paths;
-    for (const ArchiveFileEntry& entry : entries) paths.push_back(entry.path.substr(root().size() + 1));
-    return paths;
+    Paths found;
+    for (const ArchiveFileEntry& entry : entries)
+      found.push_back(std::filesystem::path(entry.path).parent_path().filename().string() + "/" +
+                      entry.stem);
+    return found;
   }
 
   std::string root() const { return dir_.path() + "/arc"; }
@@ -44,77 +63,49 @@ class DiscoveryTest : public ::testing::Test {
   testing::TempDir dir_;
 };
 
-using Paths = std::vector<std::string>;
-
-TEST_F(DiscoveryTest, NameMatchesTheWholeArchiveName) {
-  Add("2019/2019-05/2019-05-03_plant.rea");
-  Add("2019/2019-05/2019-05-04_plan.rea");
-  Add("2019/2019-05/2019-05-05_my_plan.rea");
-  Add("2019/2019-05/2019-05-06_plan.txt");
-  Add("2019/2019-05/notadate_plan.rea");
-  EXPECT_EQ(Found("plan"), Paths{"2019/2019-05/2019-05-04_plan.rea"});
-  // The name is everything after the first '_'.
-  EXPECT_EQ(Found("my_plan"), Paths{"2019/2019-05/2019-05-05_my_plan.rea"});
-  EXPECT_EQ(Found("pla"), Paths{});
-}
-
-// A year is kept up to its last nanosecond, 31 December 23:59:59.999999999.
-TEST_F(DiscoveryTest, YearEndsWithTheLastNanosecondOfTheYear) {
-  Add("2019/2019-12/2019-12-31_a.rea");
-  Add("2020/2020-01/2020-01-01_a.rea");
-  EXPECT_EQ(Found("a", "2019-12-31 12:00:00"),
-            (Paths{"2019/2019-12/2019-12-31_a.rea", "2020/2020-01/2020-01-01_a.rea"}));
-  EXPECT_EQ(Found("a", "2020-01-01 00:00:00"), Paths{"2020/2020-01/2020-01-01_a.rea"});
-  EXPECT_EQ(Found("a", nullptr, "2019-12-31 23:59:59.999999999"),
-            Paths{"2019/2019-12/2019-12-31_a.rea"});
-}
-
-// A month directory is judged by its name, whatever its files are called: a
-// file of 2 June misplaced in "2019-05" shows which months are walked.
-TEST_F(DiscoveryTest, MonthIsKeptWhileTheNextMonthStartsAfterTheFromTime) {
-  Add("2019/2019-05/2019-06-02_a.rea");
-  Add("2019/2019-06/2019-06-01_a.rea");
-  EXPECT_EQ(Found("a", "2019-05-31 23:59:59.999999999"),
-            (Paths{"2019/2019-06/2019-06-01_a.rea", "2019/2019-05/2019-06-02_a.rea"}));
-  EXPECT_EQ(Found("a", "2019-06-01 00:00:00"), Paths{"2019/2019-06/2019-06-01_a.rea"});
-  // The until-time takes a month that starts exactly at it.
-  EXPECT_EQ(Found("a", nullptr, "2019-06-01 00:00:00"), Paths{"2019/2019-06/2019-06-01_a.rea"});
-  EXPECT_EQ(Found("a", nullptr, "2019-05-31 23:59:59.999999999"), Paths{});
-}
-
-// Year and month directories whose names are not dates are walked only
-// without a from-time.
-TEST_F(DiscoveryTest, UndatedDirectoriesOnlyWithoutFromTime) {
-  Add("notes/2019-05/2019-05-03_a.rea");
-  Add("2019/old/2019-05-04_a.rea");
-  EXPECT_EQ(Found("a"), (Paths{"notes/2019-05/2019-05-03_a.rea", "2019/old/2019-05-04_a.rea"}));
-  EXPECT_EQ(Found("a", "2019-01-01 00:00:00"), Paths{});
-}
-
-TEST_F(DiscoveryTest, SortedByDayThenByPath) {
-  Add("2019/2019-05/2019-05-04_a.rea");
-  Add("2019/2019-05/2019-05-03_b.rea");
-  Add("2019/2019-05/2019-05-03_a.rea");
-  Add("2018/2018-12/2018-12-31_b.rea");
-  EXPECT_EQ(Found(""), (Paths{"2018/2018-12/2018-12-31_b.rea", "2019/2019-05/2019-05-03_a.rea",
-                              "2019/2019-05/2019-05-03_b.rea", "2019/2019-05/2019-05-04_a.rea"}));
+TEST_F(DiscoveryTest, FilesOfTheArchiveWithinTheTimeSpan) {
+  struct Case {
+    const char* what;
+    const char* name;
+    const char* from;
+    const char* until;
+    Paths found;
+  };
+  const Case cases[] = {
+      {"the whole name", "plan", nullptr, nullptr, {"2019-05/2019-05-04_plan"}},
+      {"everything after the first '_'", "my_plan", nullptr, nullptr, {"2019-05/2019-05-05_my_plan"}},
+      {"no name as a prefix", "pla", nullptr, nullptr, {}},
+      {"a year up to its last nanosecond", "y", "2019-12-31 12:00:00", nullptr,
+       {"2019-12/2019-12-31_y", "2020-01/2020-01-01_y"}},
+      {"a year that starts at the until-time", "y", nullptr, "2020-01-01 00:00:00",
+       {"2019-12/2019-12-31_y", "2020-01/2020-01-01_y"}},
+      {"a month while the next starts after the from-time", "m", "2019-05-31 23:59:59.999999999",
+       nullptr, {"2019-06/2019-06-01_m", "2019-05/2019-06-02_m"}},
+      {"a month not once the next started", "m", "2019-06-01 00:00:00", nullptr, {"2019-06/2019-06-01_m"}},
+      {"a month starting at the until-time", "m", nullptr, "2019-06-01 00:00:00", {"2019-06/2019-06-01_m"}},
+      {"undated directories without a from-time", "u", nullptr, nullptr,
+       {"2019-05/2019-05-03_u", "old/2019-05-04_u"}},
+      {"undated directories not with one", "u", "2019-01-01 00:00:00", nullptr, {}},
+      {"by day, then by path", "s", nullptr, nullptr,
+       {"2018-12/2018-12-31_s", "2019-05/2019-05-03_s", "2019-06/2019-05-03_s", "2019-05/2019-05-04_s"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    EXPECT_EQ(Found(c.name, c.from, c.until), c.found);
+  }
 }
 
 // One odd entry on each level, so that the walk's order fixes the lines'.
 TEST_F(DiscoveryTest, ReportsWhatIsNeitherDirectoryNorFile) {
-  Add("2019/2019-05/2019-05-03_a.rea");
-  Add("notes.txt");
-  Add("2019/readme");
-  std::filesystem::create_directories(root() + "/2019/2019-05/2019-05-04_a.rea");
   g_verbose = true;
   ::testing::internal::CaptureStderr();
-  const Paths found = Found("a");
+  const Paths found = Found("plan", nullptr, nullptr);
   const std::string err = ::testing::internal::GetCapturedStderr();
   g_verbose = false;
-  EXPECT_EQ(found, Paths{"2019/2019-05/2019-05-03_a.rea"});
+  EXPECT_EQ(found, Paths{"2019-05/2019-05-04_plan"});
   EXPECT_EQ(err, "Unexpected path '" + root() + "/notes.txt' ignored\nUnexpected path '" + root() +
                      "/2019/readme' ignored\nUnexpected path '" + root() +
-                     "/2019/2019-05/2019-05-04_a.rea' ignored\n");
+                     "/2019/2019-05/2019-05-07_plan.rea' ignored\n");
 }
 
 }  // namespace
