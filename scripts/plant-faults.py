@@ -82,6 +82,14 @@ FAULTS = [
      "  if (g_status_line_shown) {", "  if (false && g_status_line_shown) {"),
     ("ISO time bound: 'T' refused", "core/timestamp_parser.cc",
      "text[10] == ' ' || (wide && text[10] == 'T')", "text[10] == ' '"),
+    ("decoder: text read from the length field", "archive/record_decoder.cc",
+     "data + kStringTextOffset", "data + kStringLengthOffset"),
+    ("range list: single-ID range refused", "app/range_list.cc",
+     "range.last < range.first", "range.last <= range.first"),
+    ("options: default input path misspelt", "app/options.h",
+     'input_path = "/qor/arc"', 'input_path = "/qor/arch"'),
+    ("flags: most significant bit first", "archive/value_elements.cc",
+     ">> (i % 8)) & 1", ">> (7 - i % 8)) & 1"),
 ]
 
 
