@@ -90,6 +90,19 @@ FAULTS = [
      'input_path = "/qor/arc"', 'input_path = "/qor/arch"'),
     ("flags: most significant bit first", "archive/value_elements.cc",
      ">> (i % 8)) & 1", ">> (7 - i % 8)) & 1"),
+    ("registry: 129th module accepted", "core/registry.cc",
+     "if (modules.size() >= kMaxModules) return kRegistryFull;",
+     "if (modules.size() > kMaxModules) return kRegistryFull;"),
+    ("warnings: remote codes not recognised", "core/errors.cc",
+     "  int local = static_cast<int16_t>(code | 0x4000);\n  return code < 0",
+     "  int local = code;\n  return code < 0"),
+    ("time stamps: second 60 accepted", "core/timestamp_parser.cc",
+     "seconds > 59) return false;", "seconds > 60) return false;"),
+    ("log time: milliseconds truncated, not rounded", "core/dprint.cc",
+     "static_cast<double>(fraction) / kNanosPerSecond;",
+     "static_cast<double>(fraction / 1'000'000) / 1'000;"),
+    ("log file truncated at each start", "core/dprint.cc",
+     'std::fopen(path, "at");', 'std::fopen(path, "wt");'),
 ]
 
 
