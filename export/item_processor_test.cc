@@ -7,59 +7,62 @@ namespace {
 
 constexpr int64_t kT = 1'000'000;
 
-Verdict JudgeWithSet(const ItemFilter& filter, int64_t timestamp, uint16_t id, int32_t kind) {
-  return Judge(filter, RangeSet(filter.id_ranges, kIdCount), timestamp, id, kind);
-}
-
-TEST(JudgeTest, TimeBoundsAreInclusive) {
-  ItemFilter filter;
-  filter.from_time = 10 * kT;
-  filter.until_time = 20 * kT;
-  EXPECT_EQ(JudgeWithSet(filter, 10 * kT - 1, 1, kKindData), Verdict::kSkip);
-  EXPECT_EQ(JudgeWithSet(filter, 10 * kT, 1, kKindData), Verdict::kPass);
-  EXPECT_EQ(JudgeWithSet(filter, 20 * kT, 1, kKindData), Verdict::kPass);
-  EXPECT_EQ(JudgeWithSet(filter, 20 * kT + 1, 1, kKindData), Verdict::kStopFile);
-  // An item without a time stamp is not tested against the span.
-  EXPECT_EQ(JudgeWithSet(filter, 0, 1, kKindData), Verdict::kPass);
-}
-
-TEST(JudgeTest, OnlyFromTimeNeverStopsAFile) {
-  ItemFilter filter;
-  filter.from_time = 10 * kT;
-  EXPECT_EQ(JudgeWithSet(filter, 1'000'000 * kT, 1, kKindData), Verdict::kPass);
-  EXPECT_EQ(JudgeWithSet(filter, kT, 1, kKindData), Verdict::kSkip);
-}
-
-TEST(JudgeTest, IdRanges) {
-  ItemFilter filter;
-  filter.id_ranges = {{3, 5}, {9, 9}};
-  EXPECT_EQ(JudgeWithSet(filter, kT, 2, kKindData), Verdict::kSkip);
-  EXPECT_EQ(JudgeWithSet(filter, kT, 3, kKindData), Verdict::kPass);
-  EXPECT_EQ(JudgeWithSet(filter, kT, 5, kKindData), Verdict::kPass);
-  EXPECT_EQ(JudgeWithSet(filter, kT, 9, kKindData), Verdict::kPass);
-  EXPECT_EQ(JudgeWithSet(filter, kT, 65535, kKindData), Verdict::kSkip);
-}
-
-TEST(JudgeTest, KindSwitches) {
-  struct Row {
-    bool no_data, no_events, no_log;
-    int32_t kind;
+// Both time bounds are inclusive. The end-to-end exports pin the ID ranges
+// and the kind switches.
+TEST(JudgeTest, TimeSpan) {
+  const struct {
+    const char* what;
+    int64_t until, timestamp;
     Verdict verdict;
-  } rows[] = {
-      {true, false, false, kKindData, Verdict::kSkip},
-      {true, false, false, kKindEvent, Verdict::kPass},
-      {false, true, false, kKindEvent, Verdict::kSkip},
-      {false, true, false, kKindEventZero, Verdict::kSkip},
-      {false, true, false, kKindOther, Verdict::kPass},
-      {false, false, true, kKindOther, Verdict::kSkip},
-      {false, false, true, kKindData, Verdict::kPass},
+  } cases[] = {
+      {"before the from-time", 20 * kT, 10 * kT - 1, Verdict::kSkip},
+      {"at the from-time", 20 * kT, 10 * kT, Verdict::kPass},
+      {"at the until-time", 20 * kT, 20 * kT, Verdict::kPass},
+      {"past the until-time", 20 * kT, 20 * kT + 1, Verdict::kStopFile},
+      {"no time stamp", 20 * kT, 0, Verdict::kPass},
+      {"no until-time", -1, 1'000'000 * kT, Verdict::kPass},
   };
-  for (const Row& row : rows) {
+  for (const auto& c : cases) {
     ItemFilter filter;
-    filter.no_data = row.no_data;
-    filter.no_events = row.no_events;
-    filter.no_log = row.no_log;
-    EXPECT_EQ(JudgeWithSet(filter, kT, 1, row.kind), row.verdict) << row.kind;
+    filter.from_time = 10 * kT;
+    filter.until_time = c.until;
+    EXPECT_EQ(Judge(filter, RangeSet({}, 0), c.timestamp, 1, kKindData), c.verdict) << c.what;
+  }
+}
+
+// Counts the items it is given; may have failed.
+struct CountingOutput : ItemOutput {
+  void Write(const ArchiveItem&) override { ++written; }
+  bool Failed() const override { return failed; }
+  int written = 0;
+  bool failed = false;
+};
+
+// Items are read until the processor is done: at the limit, or at the cap of
+// the total count, or when the output has failed.
+TEST(ItemProcessorTest, LimitAndTotalCount) {
+  const struct {
+    const char* what;
+    int32_t limit;
+    bool count_all, failed;
+    int32_t written, counted;
+  } cases[] = {
+      {"no limit", -1, false, false, 100'100, 100'100},
+      {"limit 0", 0, false, false, 0, 0},
+      {"limit 3", 3, false, false, 3, 3},
+      {"counted past the limit, up to 99,999", 3, true, false, 3, 99'999},
+      {"failed output", -1, false, true, 0, 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    ItemFilter filter;
+    filter.item_count_limit = c.limit;
+    CountingOutput output;
+    output.failed = c.failed;
+    ItemProcessor processor(&filter, c.count_all, &output);
+    for (int i = 0; i < 100'100 && !processor.Done(); ++i) processor.Item(ArchiveItem{});
+    EXPECT_EQ(output.written, c.written);
+    EXPECT_EQ(processor.count(), c.counted);
   }
 }
 
