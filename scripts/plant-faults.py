@@ -103,6 +103,19 @@ FAULTS = [
      "static_cast<double>(fraction / 1'000'000) / 1'000;"),
     ("log file truncated at each start", "core/dprint.cc",
      'std::fopen(path, "at");', 'std::fopen(path, "wt");'),
+    ("UTC date: years 100 to 999 without a leading zero", "export/time_text.cc",
+     "if (year >= 1000 && year <= 9999)", "if (year >= 100 && year <= 9999)"),
+    ("time text: exact tie of the sixth place rounded up", "export/time_text.cc",
+     "if (above || (tie && (micros & 1) != 0)) ++micros;", "if (above || tie) ++micros;"),
+    ("ID ranges: last word of a range filled whole", "export/range_set.cc",
+     "for (size_t w = first_word + 1; w < last_word; ++w)",
+     "for (size_t w = first_word + 1; w <= last_word; ++w)"),
+    ("long CSV: carriage return not quoted", "export/long_csv_writer.cc",
+     "c == '\\n' || c == '\\r'", "c == '\\n'"),
+    ("JSON Lines: 0x1F not escaped", "export/json_lines_writer.cc",
+     "for (int c = 0; c < 0x20; ++c) table[c] = 2;", "for (int c = 0; c < 0x1F; ++c) table[c] = 2;"),
+    ("reals: at most 17 decimal places", "export/real_text.cc",
+     "constexpr int kMaxDecimalPlaces = 324;", "constexpr int kMaxDecimalPlaces = 17;"),
 ]
 
 
