@@ -2,6 +2,8 @@
 // and in order, whatever the buffer's capacity.
 #include "archive/read_state.h"
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -42,13 +44,16 @@ class RecordingSink : public ItemSink {
 // between Long records: every record comes out as written, and the same for
 // every capacity (one below the smallest is raised to the smallest). The
 // longest record at every offset around the refill is an end-to-end test
-// (tests/fault_test.cc). Before the file, one that cannot be opened is
-// reported with its errno, and a directory in place of a file yields
-// nothing, quietly; the export goes on.
+// (tests/fault_test.cc). Before the file, one that cannot be opened (a
+// file removed after discovery) is reported with its errno, and a directory
+// or a FIFO in place of a file yields nothing, quietly and without waiting
+// for a writer; the export goes on.
 TEST(ReadStateTest, RandomRecordLengthsThroughManyRefills) {
   testing::TempDir dir;
   const std::string path = dir.path() + "/day.rea";
   const std::string missing = dir.path() + "/missing.rea";
+  const std::string fifo = dir.path() + "/fifo.rea";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0644), 0);
   constexpr size_t kLongestText = kMaxRecordBytes - 12;
   for (uint64_t seed = 1; seed <= 4; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
@@ -75,7 +80,8 @@ TEST(ReadStateTest, RandomRecordLengthsThroughManyRefills) {
       SCOPED_TRACE("capacity " + std::to_string(capacity));
       AReadState state(capacity);
       RecordingSink sink;
-      state.Export({{missing, "", "", 0}, {dir.path(), "", "", 0}, {path, "", "", 0}}, &sink);
+      state.Export({{missing, "", "", 0}, {dir.path(), "", "", 0}, {fifo, "", "", 0}, {path, "", "", 0}},
+                   &sink);
       EXPECT_EQ(sink.failures, (std::vector<std::pair<std::string, int>>{{missing, ENOENT}}));
       EXPECT_EQ(sink.items.size(), 300u);
       EXPECT_TRUE(sink.items == written);  // not printed: the texts are long

@@ -1,5 +1,7 @@
 // The command line end to end: help, version, bad parameters and the
 // messages of the run sequence, checked byte for byte with the exit status.
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include <ostream>
@@ -85,8 +87,10 @@ void PrintTo(const FailureCase& c, std::ostream* os) {
 TEST_P(CliFailureTest, MessageAndStatus) {
   const FailureCase& c = GetParam();
   TempDir dir;
+  ASSERT_EQ(mkfifo((dir.path() + "/fifo.rea").c_str(), 0644), 0);
   std::vector<std::string> args;
-  for (const std::string& arg : c.args) args.push_back(arg == "@dir" ? dir.path() : arg);
+  for (const std::string& arg : c.args)
+    args.push_back(arg.starts_with("@dir") ? dir.path() + arg.substr(4) : arg);
   ProgramResult r = RunQorArc(args);
   std::string err = std::regex_replace(r.err, std::regex(dir.path()), "@dir");
   EXPECT_EQ(r.out, "");
@@ -120,7 +124,11 @@ INSTANTIATE_TEST_SUITE_P(
         FailureCase{"DirectoryWithoutName", {"-i", "@dir"}, kNoName, 255},
         FailureCase{"MissingInputWithoutName", {"-i", "@dir/missing"}, kNoName, 255},
         FailureCase{"MissingInput", {"-i", "@dir/missing", "a"}, kMissing, 255},
-        FailureCase{"ScanOfMissingInput", {"-s", "-i", "@dir/missing"}, kMissing, 255}),
+        FailureCase{"ScanOfMissingInput", {"-s", "-i", "@dir/missing"}, kMissing, 255},
+        // A FIFO is never opened: nothing waits for a writer.
+        FailureCase{"FifoInputWithoutName", {"-i", "@dir/fifo.rea"}, kNoName, 255},
+        FailureCase{"FifoInput", {"-i", "@dir/fifo.rea", "a"},
+                    "Path '@dir/fifo.rea' is not a directory.\n", 255}),
     [](const ::testing::TestParamInfo<FailureCase>& info) { return std::string(info.param.what); });
 
 TEST(CliTest, UnrecognizedOptionIsOnlyAWarning) {
