@@ -89,9 +89,9 @@ TEST(DataSafetyTest, UnreadableArchiveDataIsReportedWithStatus2) {
   }
 }
 
-// The export fails in each of these ways while an earlier export's file is
-// in place: that file stays byte for byte, and nothing else is left.
-TEST(DataSafetyTest, FailedExportLeavesThePreviousOutputFile) {
+// The export fails, or is ended by a signal, while an earlier export's file
+// is in place: that file stays byte for byte, and nothing else is left.
+TEST(DataSafetyTest, FailedOrEndedExportLeavesThePreviousOutputFile) {
   TempDir dir;
   const std::string arc = dir.path() + "/arc";
   const std::string out_dir = dir.path() + "/out";
@@ -126,24 +126,17 @@ TEST(DataSafetyTest, FailedExportLeavesThePreviousOutputFile) {
     EXPECT_EQ(ReadFile(out), previous);
     EXPECT_EQ(Names(out_dir), std::set<std::string>{"out.json"});
   }
-}
 
-// SIGINT or SIGTERM in the middle of a large export: the process ends by
-// that signal (status 130 for SIGINT in a shell), the previous file stays.
-TEST(DataSafetyTest, SignalDuringTheExportLeavesThePreviousOutputFile) {
-  TempDir dir;
-  const std::string arc = dir.path() + "/arc";
-  const std::string out_dir = dir.path() + "/out";
-  fs::create_directory(out_dir);
-  const std::string out = out_dir + "/out.json";
-  constexpr int kFiles = 10;
-  for (int d = 0; d < kFiles; ++d)
-    WriteArchiveFile(PlantFile(arc, kDay + d), LongItems(kDay + d, 1, 200'000));
-  const std::string second = "Exporting data from '" + PlantFile(arc, kDay + 1) + "'.\n";
+  // SIGINT or SIGTERM in the middle of a large export: the process ends by
+  // that signal (status 130 for SIGINT in a shell), the previous file stays.
+  const std::string large = dir.path() + "/large";
+  for (int d = 0; d < 10; ++d)
+    WriteArchiveFile(PlantFile(large, kDay + d), LongItems(kDay + d, 1, 200'000));
+  const std::string second = "Exporting data from '" + PlantFile(large, kDay + 1) + "'.\n";
   for (int signal_number : {SIGINT, SIGTERM}) {
     SCOPED_TRACE(signal_number);
-    WriteArchiveFile(out, "previous");
-    Child child = Start({{"-ve", "-i", arc, "-p", "-o", out, "plant"}, "/dev/null", ""});
+    WriteArchiveFile(out, previous);
+    Child child = Start({{"-ve", "-i", large, "-p", "-o", out, "plant"}, "/dev/null", ""});
     // Reading has reached the second of the ten files: the signal comes
     // while the document is being written.
     std::string err;
@@ -152,7 +145,7 @@ TEST(DataSafetyTest, SignalDuringTheExportLeavesThePreviousOutputFile) {
     kill(child.pid, signal_number);
     Outcome outcome = Finish(child, "");
     EXPECT_EQ(outcome.signal, signal_number) << err + outcome.err;
-    EXPECT_EQ(ReadFile(out), "previous");
+    EXPECT_EQ(ReadFile(out), previous);
     EXPECT_EQ(Names(out_dir), std::set<std::string>{"out.json"});
   }
 }

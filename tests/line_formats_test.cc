@@ -157,8 +157,6 @@ INSTANTIATE_TEST_SUITE_P(
                 "End of the timespan is set to: 2019-05-03 10:00:03.000000\n"
                 "Name of the archive: 'a'\n"
                 "Exporting data from '@arc/2019/2019-05/2019-05-03_a.rea'.\n"},
-        RunCase{"BoundInHoursAndMinutes", {"-jl", "-ft1", "2019-05-03 23:59", "a"}, Lines(10, 12),
-                ""},
         RunCase{"WholeLastDay", {"-jl", "-ft1", "2019-05-03", "-ft2", "2019-05-03 23:59:59.999999999",
                  "-f", "11,12", "a"}, Lines(10, 11), ""}),
     [](const ::testing::TestParamInfo<RunCase>& info) { return std::string(info.param.name); });
