@@ -19,8 +19,6 @@
 namespace qorarc::testing {
 namespace {
 
-constexpr int64_t kMicro = 1000;
-
 TEST(PropertyTest, ExportsAgreeWithEachOther) {
   const char* count_text = std::getenv("QORARC_PROPERTY_ARCHIVES");
   const int total = count_text != nullptr ? std::atoi(count_text) : 2000;

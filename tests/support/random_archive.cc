@@ -6,6 +6,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "archive/archive_format.h"
 #include "archive/archive_writer.h"
 
 namespace qorarc::testing {
@@ -68,10 +69,7 @@ void AddRecord(Random& r, ArchiveBuilder& b, int64_t time, RandomValues values) 
       // of the text codes 25 and 27 too when allowed.
       const uint8_t codes[] = {18, 19, 20, 21, 22, 23, 24, 26, 25, 27};
       const uint8_t code = codes[r.Below(values.text_arrays ? 10 : 8)];
-      size_t size = code == 18                             ? 1
-                    : code == 19 || code == 21 || code == 27 ? 2
-                    : code >= 24                           ? 8
-                                                           : 4;
+      const size_t size = ElementSize(code);
       size_t n = r.Below(std::min<size_t>(255, 512 / size) + 1);
       if (!r.OneIn(8)) n = std::min<size_t>(n, 6);
       auto array = [&](auto element) {
@@ -89,8 +87,6 @@ void AddRecord(Random& r, ArchiveBuilder& b, int64_t time, RandomValues values) 
     }
   }
 }
-
-constexpr int64_t kMicro = 1000;
 
 }  // namespace
 

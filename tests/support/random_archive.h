@@ -23,6 +23,10 @@ struct Random {
   bool OneIn(uint64_t n) { return Below(n) == 0; }
 };
 
+// The items' times of day are whole microseconds, so that their time
+// texts are exact.
+inline constexpr int64_t kMicro = 1000;
+
 // What the values may hold beyond finite numbers and texts without a line
 // feed; JSON documents have no form for either.
 struct RandomValues {
