@@ -81,7 +81,7 @@ int32_t DelimiterOf(const Options& options) {
 
 // The writer of an export document on `out`. Of several format switches,
 // JSON Lines wins over long CSV, and long CSV over CSV.
-std::unique_ptr<Writer> MakeWriter(const Options& options, std::ostream* out) {
+std::unique_ptr<Writer> MakeWriter(const Options& options, WriterTarget out) {
   if (options.json_lines) return std::make_unique<JsonLinesWriter>(out);
   if (options.long_csv) return std::make_unique<LongCsvWriter>(out, DelimiterOf(options));
   if (options.csv)
@@ -103,15 +103,19 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
     WriteScanList(out, options.pretty_print, CollectSpans(entries));
     return;
   }
-  std::unique_ptr<Writer> writer = MakeWriter(options, out);
+  PendingText text(out);
+  std::unique_ptr<Writer> writer = MakeWriter(options, &text);
   // One thread writes as it reads; more format batches of items in worker
   // threads, with the same bytes as a result.
   const int threads = ExportThreads();
   std::unique_ptr<ItemOutput> output;
   if (threads > 1) {
+    ParallelOutput::Settings settings;
+    settings.threads = threads;
+    settings.batch_items = ExportBatchItems(ParallelOutput::kDefaultBatchItems);
     output = std::make_unique<ParallelOutput>(
-        writer.get(), [&options](std::ostream* block) { return MakeWriter(options, block); },
-        threads, ExportBatchItems(ParallelOutput::kDefaultBatchItems));
+        writer.get(), &text,
+        [&options](PendingText* block) { return MakeWriter(options, block); }, settings);
   } else {
     output = std::make_unique<DirectOutput>(writer.get());
   }
@@ -195,7 +199,7 @@ int Run(int argc, char** argv) {
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
     // The empty result always goes to standard output, never to a file.
-    MakeWriter(options, &std::cout)->WriteEmptyResult();
+    MakeWriter(options, &std::cout)->writeEmptyResult();
     return status(FinishStandardOutput());
   }
 

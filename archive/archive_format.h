@@ -51,6 +51,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "core/time_base.h"
 
@@ -96,31 +97,87 @@ inline constexpr int kAlarmWordCode = 31;
 // An array code holds elements of the scalar code this much lower.
 inline constexpr int kArrayCodeOffset = 16;
 
-enum class ValueShape { kNone, kScalar, kString, kArray, kInvalid };
+enum class ValueShape : uint8_t { kNone, kScalar, kString, kArray, kInvalid };
 
-// What the value of a code is: none (system records and Bools), a scalar, a
-// string, an array, or nothing valid (13-16, 28-30).
-constexpr ValueShape ShapeOf(int code) {
-  if (code == kSystemCode || code == kBoolCode) return ValueShape::kNone;
-  if (code == kStringCode) return ValueShape::kString;
-  if (code == kAlarmWordCode || (code > kBoolCode && code < kStringCode)) return ValueShape::kScalar;
-  if (code >= kFirstArrayCode && code <= kLastArrayCode) return ValueShape::kArray;
-  return ValueShape::kInvalid;
-}
+// How the JSON document and CSV show a value: no values (system records and
+// Bools), flags, integers, reals, or text.
+enum class ValueCategory : uint8_t { kNone, kFlags, kInteger, kReal, kText };
 
+// The type one element is read as: from the host-order value bytes the
+// decoder leaves, or, for the arrays kept in stored order, big-endian.
+enum class ElementType : uint8_t { kNone, kBit, kU8, kI16, kU16, kI32, kU32, kI64, kF32, kF64 };
+
+// The filter's groups of items: events (left out by "--no-events"), data
+// arrays ("--no-data"), and the rest, which goes with log messages
+// ("--no-log").
+enum class KindGroup : uint8_t { kEvent, kData, kOther };
+
+// Everything the code knows about one value type code, in one row.
+struct ValueCodeTraits {
+  ValueShape shape;
+  uint8_t element_size;    // value bytes of a scalar or of one array element
+  ValueCategory category;  // how the JSON document and CSV show the value
+  ElementType shown;       // the element as those formats read it
+  ElementType exact;       // the element as stored, read without loss
+  KindGroup kind;
+  bool stored_order;       // array bytes kept as stored, not turned to host order
+  std::string_view class_text;  // record type name, without the runtime's padding
+};
+
+// The value type codes. Codes 9 and 11 (and their arrays 25 and 27) are
+// unnamed 8- and 2-byte types: the JSON document and CSV read 9 as a double,
+// 11 as a short, and have no form for 25 and 27; read exactly they are the
+// signed integers of their bytes. Word and DWord read exactly are unsigned;
+// the document formats show DWords signed, Large as a real. Codes without a
+// text form (13 to 16, 25, 27 to 30) end a JSON document's export.
+// clang-format off
+inline constexpr ValueCodeTraits kValueCodes[32] = {
+  //  shape                size category                 shown              exact              kind              stored class
+  {ValueShape::kNone,     0, ValueCategory::kNone,    ElementType::kNone, ElementType::kNone, KindGroup::kEvent, false, "System"},    //  0
+  {ValueShape::kNone,     0, ValueCategory::kNone,    ElementType::kNone, ElementType::kNone, KindGroup::kEvent, false, "AlBool"},    //  1
+  {ValueShape::kScalar,   1, ValueCategory::kInteger, ElementType::kU8,   ElementType::kU8,   KindGroup::kEvent, false, "AlByte"},    //  2
+  {ValueShape::kScalar,   2, ValueCategory::kInteger, ElementType::kI16,  ElementType::kI16,  KindGroup::kEvent, false, "AlShort"},   //  3
+  {ValueShape::kScalar,   4, ValueCategory::kInteger, ElementType::kI32,  ElementType::kI32,  KindGroup::kEvent, false, "AlLong"},    //  4
+  {ValueShape::kScalar,   2, ValueCategory::kInteger, ElementType::kU16,  ElementType::kU16,  KindGroup::kEvent, false, "AlWord"},    //  5
+  {ValueShape::kScalar,   4, ValueCategory::kInteger, ElementType::kI32,  ElementType::kU32,  KindGroup::kEvent, false, "AlDWord"},   //  6
+  {ValueShape::kScalar,   4, ValueCategory::kReal,    ElementType::kF32,  ElementType::kF32,  KindGroup::kEvent, false, "AlFloat"},   //  7
+  {ValueShape::kScalar,   8, ValueCategory::kReal,    ElementType::kF64,  ElementType::kF64,  KindGroup::kEvent, false, "AlDouble"},  //  8
+  {ValueShape::kScalar,   8, ValueCategory::kReal,    ElementType::kF64,  ElementType::kI64,  KindGroup::kEvent, false, "AlTime"},    //  9
+  {ValueShape::kScalar,   8, ValueCategory::kReal,    ElementType::kI64,  ElementType::kI64,  KindGroup::kEvent, false, "AlLarge"},   // 10
+  {ValueShape::kScalar,   2, ValueCategory::kInteger, ElementType::kI16,  ElementType::kI16,  KindGroup::kEvent, false, "AlError"},   // 11
+  {ValueShape::kString,   0, ValueCategory::kText,    ElementType::kNone, ElementType::kNone, KindGroup::kOther, false, "AlString"},  // 12
+  {ValueShape::kInvalid,  0, ValueCategory::kText,    ElementType::kNone, ElementType::kNone, KindGroup::kOther, false, "-Res 13-"},  // 13
+  {ValueShape::kInvalid,  0, ValueCategory::kText,    ElementType::kNone, ElementType::kNone, KindGroup::kOther, false, "-Res 14-"},  // 14
+  {ValueShape::kInvalid,  0, ValueCategory::kText,    ElementType::kNone, ElementType::kNone, KindGroup::kOther, false, "-Res 15-"},  // 15
+  {ValueShape::kInvalid,  0, ValueCategory::kText,    ElementType::kNone, ElementType::kNone, KindGroup::kOther, false, "-Res 16-"},  // 16
+  {ValueShape::kArray,    0, ValueCategory::kFlags,   ElementType::kBit,  ElementType::kBit,  KindGroup::kData,  true,  "GrBool"},    // 17
+  {ValueShape::kArray,    1, ValueCategory::kInteger, ElementType::kU8,   ElementType::kU8,   KindGroup::kData,  true,  "GrByte"},    // 18
+  {ValueShape::kArray,    2, ValueCategory::kInteger, ElementType::kI16,  ElementType::kI16,  KindGroup::kData,  false, "GrShort"},   // 19
+  {ValueShape::kArray,    4, ValueCategory::kInteger, ElementType::kI32,  ElementType::kI32,  KindGroup::kData,  false, "GrLong"},    // 20
+  {ValueShape::kArray,    2, ValueCategory::kInteger, ElementType::kU16,  ElementType::kU16,  KindGroup::kData,  false, "GrWord"},    // 21
+  {ValueShape::kArray,    4, ValueCategory::kInteger, ElementType::kI32,  ElementType::kU32,  KindGroup::kData,  false, "GrDWord"},   // 22
+  {ValueShape::kArray,    4, ValueCategory::kReal,    ElementType::kF32,  ElementType::kF32,  KindGroup::kData,  false, "GrFloat"},   // 23
+  {ValueShape::kArray,    8, ValueCategory::kReal,    ElementType::kF64,  ElementType::kF64,  KindGroup::kData,  false, "GrDouble"},  // 24
+  {ValueShape::kArray,    8, ValueCategory::kText,    ElementType::kNone, ElementType::kI64,  KindGroup::kOther, false, "GrTime"},    // 25
+  {ValueShape::kArray,    8, ValueCategory::kReal,    ElementType::kI64,  ElementType::kI64,  KindGroup::kOther, false, "GrLarge"},   // 26
+  {ValueShape::kArray,    2, ValueCategory::kText,    ElementType::kNone, ElementType::kI16,  KindGroup::kOther, true,  "GrError"},   // 27
+  {ValueShape::kInvalid,  0, ValueCategory::kText,    ElementType::kNone, ElementType::kNone, KindGroup::kOther, false, "-Res 28-"},  // 28
+  {ValueShape::kInvalid,  0, ValueCategory::kText,    ElementType::kNone, ElementType::kNone, KindGroup::kOther, false, "-Res 29-"},  // 29
+  {ValueShape::kInvalid,  0, ValueCategory::kText,    ElementType::kNone, ElementType::kNone, KindGroup::kOther, false, "-Res 30-"},  // 30
+  {ValueShape::kScalar,   4, ValueCategory::kInteger, ElementType::kI32,  ElementType::kI32,  KindGroup::kEvent, false, "AlAckn"},    // 31
+};
+// clang-format on
+
+// The row of a code; every code of the type byte's five bits has one.
+constexpr const ValueCodeTraits& TraitsOf(int code) { return kValueCodes[code & 0x1F]; }
+
+constexpr ValueShape ShapeOf(int code) { return TraitsOf(code).shape; }
 constexpr bool IsValidCode(int code) { return ShapeOf(code) != ValueShape::kInvalid; }
+constexpr ValueCategory CategoryOf(int code) { return TraitsOf(code).category; }
 
 // Value bytes of one element: of a scalar, or of one element of the arrays
 // 18-27. 0 for every other code.
-constexpr size_t ElementSize(int code) {
-  // clang-format off
-  constexpr uint8_t kScalarSize[12] = {0, 0, 1, 2, 4, 2, 4, 4, 8, 8, 8, 2};
-  // clang-format on
-  if (code == kAlarmWordCode) return 4;
-  if (code > kBitArrayCode && code <= kLastArrayCode) return kScalarSize[code - kArrayCodeOffset];
-  if (code >= 0 && code < kStringCode) return kScalarSize[code];
-  return 0;
-}
+constexpr size_t ElementSize(int code) { return TraitsOf(code).element_size; }
 
 // Value bytes of an array record of `count` elements: ceil(count / 8) for a
 // bit array (32 when count is 0), count x element size for the others.
@@ -131,7 +188,14 @@ constexpr size_t ArrayValueBytes(int code, uint8_t count) {
 
 // Arrays whose bytes are kept as stored rather than turned into host order:
 // bits, bytes and the unnamed 2-byte type.
-constexpr bool KeepsStoredOrder(int code) { return code == 17 || code == 18 || code == 27; }
+constexpr bool KeepsStoredOrder(int code) { return TraitsOf(code).stored_order; }
+
+// A text value that has no text: every text code but 12. The JSON document
+// has no form for it and ends the export there; the other formats show its
+// elements empty.
+constexpr bool IsTextWithoutForm(int code) {
+  return code != kStringCode && CategoryOf(code) == ValueCategory::kText;
+}
 
 // Elements an item shows: the count byte for arrays, one for scalars,
 // strings and Bools, none for system records.
@@ -146,16 +210,16 @@ inline constexpr int32_t kKindEvent = 1;      // event with a non-zero count byt
 inline constexpr int32_t kKindEventZero = 2;  // event with a zero count byte
 inline constexpr int32_t kKindData = 4;       // data arrays 17 to 24
 
-// The kind of an item, from its value type code and count byte:
-//   - code 12 (strings) are log messages, left out by "--no-log";
-//   - codes 0 to 11 and 31 (system, value and alarm records) are events,
-//     left out by "--no-events";
-//   - codes 17 to 24 are data arrays, left out by "--no-data";
-//   - codes 25 to 27 are of kind 0 like log messages.
+// The kind of an item, from its value type code's group and count byte.
 constexpr int32_t ItemKindOf(int code, uint8_t count) {
-  if (code >= kFirstArrayCode && code <= 24) return kKindData;
-  if (code < kStringCode || code == kAlarmWordCode) return count != 0 ? kKindEvent : kKindEventZero;
-  return kKindOther;
+  switch (TraitsOf(code).kind) {
+    case KindGroup::kData:
+      return kKindData;
+    case KindGroup::kEvent:
+      return count != 0 ? kKindEvent : kKindEventZero;
+    default:
+      return kKindOther;
+  }
 }
 
 // Big-endian numbers of any width through memcpy: records start at any

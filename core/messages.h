@@ -38,10 +38,13 @@ inline void VerboseLine(std::string_view text) {
 
 // Archive data that could not be read, always shown: the file or directory
 // and the system's reason for `error_number` (an errno value).
-inline void ReadFailedLine(std::string_view path, int error_number) {
+inline std::string ReadFailedText(std::string_view path, int error_number) {
   std::string line = "Failed to read '";
   line.append(path).append("': ").append(std::strerror(error_number)).push_back('.');
-  ErrorLine(line);
+  return line;
+}
+inline void ReadFailedLine(std::string_view path, int error_number) {
+  ErrorLine(ReadFailedText(path, error_number));
 }
 
 }  // namespace qorarc

@@ -1,5 +1,6 @@
 #include "export/csv_writer.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <string_view>
@@ -11,7 +12,7 @@
 namespace qorarc {
 namespace {
 
-// "-2147483648"
+// "-2147483648"; a value cell's integer, shown, fits 32 bits too.
 constexpr size_t kIdCellSize = 11;
 // The longest cell that is not a text: a real, with room for a terminator
 // from FormatReal. Integers, "on", "off", "nan" and "-inf" are shorter.
@@ -21,16 +22,6 @@ constexpr size_t kNumberCellSize = kRealTextSize + 1;
 // the most value bytes, bits.
 constexpr int64_t kMaxColumns = 6 + int64_t{kMaxValueBytes} * 8;
 
-// The text of every value cell of a text value. Codes 13 to 30 (arrays of
-// times and errors, the reserved codes) have no text: their cells stay empty
-// and the export goes on. Any other code that reaches here is a scalar
-// without a text form.
-std::string_view ValueText(const ItemValue& value) {
-  if (value.code == kStringCode) return CutAtNul(value.text);
-  if (IsTextWithoutForm(value.code)) return {};
-  return "UNKNOWN ALARM!";
-}
-
 char* WriteReal(char* out, double value) {
   // FormatReal takes finite values only. These are the texts that
   // spreadsheets and data-frame readers take for the special floats.
@@ -39,55 +30,50 @@ char* WriteReal(char* out, double value) {
   return out + FormatReal(value, out);
 }
 
-char* WriteValueCell(char* out, const ItemValue& value, ValueCategory category,
-                     std::string_view text, int k) {
-  switch (category) {
-    case ValueCategory::kFlags:
-      return CopyText(out, FlagElement(value, k) ? "on" : "off");
-    case ValueCategory::kInteger:
-      return std::to_chars(out, out + kIdCellSize, IntegerElement(value, k)).ptr;
-    case ValueCategory::kReal:
-      return WriteReal(out, RealElement(value, k));
-    case ValueCategory::kText:
-      return CopyText(out, text);
-    case ValueCategory::kNone:
-      break;
-  }
-  return out;
-}
+// Writes the value cells of an item, columns 6 + k, as the element visitor
+// hands over the elements; a value shows a cell per element, empty where
+// the value has no element of that form (a Bool, a text array). `columns`
+// null keeps every column.
+struct ValueCells {
+  PendingText& pending;
+  char delimiter;
+  const RangeSet* columns;
+  bool first;
+  int32_t count;     // the item's value count
+  int32_t next = 0;  // the next value cell to write
 
-// Writes every column of an item with a value count of 0 or more. The six
-// columns before the values take one reservation together.
-void WriteWholeLine(PendingText& pending, char delimiter, const ExportItem& item,
-                    ValueCategory category) {
-  char* out = pending.Reserve(item.date.size() + item.time.size() + item.class_name.size() +
-                              item.type_name.size() + item.level.size() + kIdCellSize + 5);
-  out = CopyText(out, item.date);
-  *out++ = delimiter;
-  out = CopyText(out, item.time);
-  *out++ = delimiter;
-  out = CopyText(out, item.class_name);
-  *out++ = delimiter;
-  out = CopyText(out, item.type_name);
-  *out++ = delimiter;
-  out = CopyText(out, item.level);
-  *out++ = delimiter;
-  out = std::to_chars(out, out + kIdCellSize, item.id).ptr;
-  pending.SetEnd(out);
-
-  const std::string_view value_text =
-      category == ValueCategory::kText ? ValueText(item.value) : std::string_view();
-  const size_t value_room = category == ValueCategory::kText ? value_text.size() : kNumberCellSize;
-  for (int32_t k = 0; k < item.value_count; ++k) {
-    out = pending.Reserve(1 + value_room);
-    *out++ = delimiter;
-    out = WriteValueCell(out, item.value, category, value_text, k);
-    pending.SetEnd(out);
+  template <typename Put>
+  void Cell(int32_t k, size_t room, Put put) {
+    Fill(k);
+    next = k + 1;
+    if (columns != nullptr && !columns->Contains(int64_t{6} + k)) return;
+    char* out = pending.Reserve(1 + room);
+    if (!first) *out++ = delimiter;
+    first = false;
+    pending.SetEnd(put(out));
   }
-  out = pending.Reserve(1);
-  *out++ = '\n';
-  pending.SetEnd(out);
-}
+  // Empty cells up to, not including, cell k.
+  void Fill(int32_t k) {
+    while (next < k) Cell(next, 0, [](char* out) { return out; });
+  }
+
+  void Flag(int k, bool f) {
+    Cell(k, 3, [f](char* out) { return CopyText(out, f ? "on" : "off"); });
+  }
+  void Integer(int k, int64_t v) {
+    Cell(k, kIdCellSize, [v](char* out) { return std::to_chars(out, out + kIdCellSize, v).ptr; });
+  }
+  void Real(int k, double v) {
+    Cell(k, kNumberCellSize, [v](char* out) { return WriteReal(out, v); });
+  }
+  // A text shows in every value cell, whatever the count.
+  void Text(std::string_view text) {
+    text = CutAtNul(text);
+    for (int32_t k = 0; k < count; ++k)
+      Cell(k, text.size(), [text](char* out) { return CopyText(out, text); });
+  }
+  void Formless(int32_t count) { Fill(count); }
+};
 
 }  // namespace
 
@@ -104,7 +90,7 @@ char DelimiterChar(int32_t kind) {
   }
 }
 
-CsvWriter::CsvWriter(std::ostream* out, std::string header, std::vector<IdRange> column_filter,
+CsvWriter::CsvWriter(WriterTarget out, std::string header, std::vector<IdRange> column_filter,
                      int32_t delimiter)
     : Writer(out),
       header_(std::move(header)),
@@ -120,49 +106,49 @@ void CsvWriter::beginDocument() {
 }
 
 void CsvWriter::writeItem(const ExportItem& item) {
-  const ValueCategory category = CategoryOf(item.value.code);
+  bool first = true;
   if (!filtered_ && item.value_count >= 0) {
-    WriteWholeLine(pending_, delimiter_, item, category);
+    // The six columns before the values take one reservation together.
+    char* out = pending_.Reserve(item.date.size() + item.time.size() + item.class_name.size() +
+                                 item.type_name.size() + item.level.size() + kIdCellSize + 5);
+    for (std::string_view text :
+         {item.date, item.time, item.class_name, item.type_name, item.level}) {
+      out = CopyText(out, text);
+      *out++ = delimiter_;
+    }
+    pending_.SetEnd(std::to_chars(out, out + kIdCellSize, item.id).ptr);
+    first = false;
   } else {
     // Column by column, as the filter selects them.
     const std::string_view texts[5] = {item.date, item.time, item.class_name, item.type_name,
                                        item.level};
-    const std::string_view value_text =
-        category == ValueCategory::kText ? ValueText(item.value) : std::string_view();
-    const size_t value_room =
-        category == ValueCategory::kText ? value_text.size() : kNumberCellSize;
-    // 64 bits: a value count near the 32-bit limit must not wrap.
-    const int64_t last = int64_t{item.value_count} + 5;
-
-    bool first = true;
+    // A negative count shortens the line from the end: columns 0 to count + 5.
+    const int64_t last = std::min<int64_t>(5, int64_t{item.value_count} + 5);
     for (int64_t column = 0; column <= last; ++column) {
       if (filtered_ && !columns_.Contains(column)) continue;
-      const size_t room =
-          column < 5 ? texts[column].size() : column == 5 ? kIdCellSize : value_room;
-      char* out = pending_.Reserve(1 + room);
+      char* out = pending_.Reserve(1 + (column < 5 ? texts[column].size() : kIdCellSize));
       if (!first) *out++ = delimiter_;
       first = false;
-      if (column < 5) {
-        out = CopyText(out, texts[column]);
-      } else if (column == 5) {
-        out = std::to_chars(out, out + kIdCellSize, item.id).ptr;
-      } else {
-        out = WriteValueCell(out, item.value, category, value_text, static_cast<int>(column - 6));
-      }
+      out = column < 5 ? CopyText(out, texts[column])
+                       : std::to_chars(out, out + kIdCellSize, item.id).ptr;
       pending_.SetEnd(out);
     }
-    char* out = pending_.Reserve(1);
-    *out++ = '\n';
-    pending_.SetEnd(out);
   }
+  ValueCells cells{pending_, delimiter_, filtered_ ? &columns_ : nullptr, first,
+                   item.value_count};
+  VisitValue(item.value, item.value_count, ValueReading::kShown, cells);
+  cells.Fill(item.value_count);
+  char* out = pending_.Reserve(1);
+  *out++ = '\n';
+  pending_.SetEnd(out);
   // CSV pieces go out without a stream flush: the stream's own buffering
   // decides, and endDocument() flushes.
-  if (pending_.PieceReady()) pending_.WriteTo(out_);
+  pending_.ItemDone();
 }
 
 void CsvWriter::endDocument(int32_t /*total*/) { flush(); }
 
-void CsvWriter::WriteEmptyResult() {
+void CsvWriter::writeEmptyResult() {
   pending_.SetEnd(CopyText(pending_.Reserve(header_.size()), header_));
   flush();
 }

@@ -27,7 +27,7 @@ class CsvWriter : public Writer {
   // header: written as given, followed by a line feed, unless empty.
   // column_filter: the columns to keep, in the numbering above; empty keeps
   // every column.
-  CsvWriter(std::ostream* out, std::string header, std::vector<IdRange> column_filter,
+  CsvWriter(WriterTarget out, std::string header, std::vector<IdRange> column_filter,
             int32_t delimiter);
 
   void beginDocument() override;
@@ -35,7 +35,7 @@ class CsvWriter : public Writer {
   // Flushes; a CSV text has nothing after its last line, and no total.
   void endDocument(int32_t total) override;
   // The header as given, without a line feed.
-  void WriteEmptyResult() override;
+  void writeEmptyResult() override;
 
  private:
   std::string header_;

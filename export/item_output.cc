@@ -1,10 +1,16 @@
 #include "export/item_output.h"
 
+#include "core/messages.h"
 #include "export/writer.h"
 
 namespace qorarc {
 
 ItemOutput::~ItemOutput() = default;
+
+void ItemOutput::Show(const LoopMessage& message) {
+  ErrorLine(message.line);
+  if (message.read_failure) read_failed_ = true;
+}
 
 void DirectOutput::Write(const ArchiveItem& item) { writer_->writeItem(views_.Build(item)); }
 

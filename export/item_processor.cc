@@ -29,16 +29,15 @@ bool ItemProcessor::Done() const {
 }
 
 void ItemProcessor::FileStarted(const std::string& path) {
-  VerboseLine("Exporting data from '" + path + "'.");
+  if (g_verbose) output_->Report({"Exporting data from '" + path + "'."});
 }
 
 void ItemProcessor::Corruption(const std::string& path) {
-  VerboseLine("Error occured while reading file '" + path + "'.");
+  if (g_verbose) output_->Report({"Error occured while reading file '" + path + "'."});
 }
 
 void ItemProcessor::ReadFailed(const std::string& path, int error_number) {
-  ReadFailedLine(path, error_number);
-  read_failed_ = true;
+  output_->Report({ReadFailedText(path, error_number), true});
 }
 
 bool ItemProcessor::Item(const ArchiveItem& item) {

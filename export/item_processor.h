@@ -45,12 +45,13 @@ class ItemProcessor : public ItemSink {
   bool Item(const ArchiveItem& item) override;
   void Corruption(const std::string& path) override;
   // Reports the file on standard error, always, and remembers the failure.
+  // The messages go through the item output, in order with the items.
   void ReadFailed(const std::string& path, int error_number) override;
 
   // Items that passed the filter: written or, past the limit, only counted.
   int32_t count() const { return count_; }
-  // Some file could not be opened or read.
-  bool read_failed() const { return read_failed_; }
+  // Some file could not be opened or read (and that was shown).
+  bool read_failed() const { return output_->read_failed(); }
 
  private:
   const ItemFilter* filter_;
@@ -58,7 +59,6 @@ class ItemProcessor : public ItemSink {
   ItemOutput* output_;
   RangeSet ids_;
   int32_t count_ = 0;
-  bool read_failed_ = false;
 };
 
 }  // namespace qorarc

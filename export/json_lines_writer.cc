@@ -21,8 +21,8 @@ namespace {
 constexpr size_t kMaxEscapedByte = 6;
 // The most bytes of one value element: a real and its comma.
 constexpr size_t kMaxElementSize = kRealTextSize + 1;
-// "-2147483648"
-constexpr size_t kIntegerSize = 11;
+// "-9223372036854775808"
+constexpr size_t kIntegerSize = 20;
 
 // What each byte becomes in a JSON string: 0 as it is, 1 a two-character
 // escape, 2 a \u00XX escape, 3 the start of a multi-byte sequence (or a bad
@@ -88,45 +88,34 @@ char* PutString(char* out, std::string_view s) {
   return out;
 }
 
-// `n` elements of a value without a JSON form, each null.
-char* PutNulls(char* out, int32_t n) {
-  for (int32_t i = 0; i < n; ++i) {
-    if (i > 0) *out++ = ',';
-    out = CopyText(out, "null");
-  }
-  return out;
-}
+// The elements of a value as JSON values: null for those without a JSON
+// form (NaN, infinities, text arrays).
+struct LineValues {
+  char* out;
 
-char* PutValues(char* out, const ItemValue& value, int32_t count) {
-  switch (CategoryOf(value.code)) {
-    case ValueCategory::kNone:
-      break;
-    case ValueCategory::kText:
-      if (value.code == kStringCode) return PutString(out, value.text);
-      if (IsTextWithoutForm(value.code)) return PutNulls(out, count);
-      return PutString(out, "UNKNOWN ALARM!");
-    case ValueCategory::kFlags:
-      for (int32_t i = 0; i < count; ++i) {
-        if (i > 0) *out++ = ',';
-        out = FlagElement(value, i) ? CopyText(out, "true") : CopyText(out, "false");
-      }
-      break;
-    case ValueCategory::kInteger:
-      for (int32_t i = 0; i < count; ++i) {
-        if (i > 0) *out++ = ',';
-        out = std::to_chars(out, out + kIntegerSize, IntegerElement(value, i)).ptr;
-      }
-      break;
-    case ValueCategory::kReal:
-      for (int32_t i = 0; i < count; ++i) {
-        if (i > 0) *out++ = ',';
-        const double real = RealElement(value, i);
-        out = std::isfinite(real) ? out + FormatReal(real, out) : CopyText(out, "null");
-      }
-      break;
+  void Separate(int i) {
+    if (i > 0) *out++ = ',';
   }
-  return out;
-}
+  void Flag(int i, bool f) {
+    Separate(i);
+    out = CopyText(out, f ? "true" : "false");
+  }
+  void Integer(int i, int64_t v) {
+    Separate(i);
+    out = std::to_chars(out, out + kIntegerSize, v).ptr;
+  }
+  void Real(int i, double v) {
+    Separate(i);
+    out = std::isfinite(v) ? out + FormatReal(v, out) : CopyText(out, "null");
+  }
+  void Text(std::string_view text) { out = PutString(out, text); }
+  void Formless(int32_t count) {
+    for (int32_t i = 0; i < count; ++i) {
+      Separate(i);
+      out = CopyText(out, "null");
+    }
+  }
+};
 
 // An upper bound of the bytes of an item's line.
 size_t LineRoom(const ExportItem& item) {
@@ -141,7 +130,11 @@ size_t LineRoom(const ExportItem& item) {
 
 }  // namespace
 
-JsonLinesWriter::JsonLinesWriter(std::ostream* out) : Writer(out) {}
+JsonLinesWriter::JsonLinesWriter(WriterTarget out) : Writer(out) {
+  // Whole pieces go out with a stream flush, so that a reader of a pipe
+  // gets the lines as they come.
+  pending_.flush_pieces = true;
+}
 
 void JsonLinesWriter::beginDocument() {}
 
@@ -172,19 +165,19 @@ void JsonLinesWriter::writeItem(const ExportItem& item) {
   }
   if (item.value_count > 0) {
     out = CopyText(out, ",\"values\":[");
-    out = PutValues(out, item.value, item.value_count);
+    LineValues values{out};
+    VisitValue(item.value, item.value_count, reading_, values);
+    out = values.out;
     *out++ = ']';
   }
   *out++ = '}';
   *out++ = '\n';
   pending_.SetEnd(out);
-  // Whole pieces go out with a stream flush, so that a reader of a pipe
-  // gets the lines as they come.
-  if (pending_.PieceReady()) flush();
+  pending_.ItemDone();
 }
 
 void JsonLinesWriter::endDocument(int32_t /*total*/) { flush(); }
 
-void JsonLinesWriter::WriteEmptyResult() { flush(); }
+void JsonLinesWriter::writeEmptyResult() { flush(); }
 
 }  // namespace qorarc

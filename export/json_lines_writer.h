@@ -15,7 +15,7 @@ namespace qorarc {
 
 class JsonLinesWriter final : public Writer {
  public:
-  explicit JsonLinesWriter(std::ostream* out);
+  explicit JsonLinesWriter(WriterTarget out);
 
   // Nothing precedes the first line.
   void beginDocument() override;
@@ -25,9 +25,11 @@ class JsonLinesWriter final : public Writer {
   // Flushes; no total.
   void endDocument(int32_t total) override;
   // Writes nothing: no items, no lines.
-  void WriteEmptyResult() override;
+  void writeEmptyResult() override;
 
  private:
+  // The same elements as long CSV shows.
+  ValueReading reading_ = ValueReading::kShown;
   DateTextCache dates_;
 };
 

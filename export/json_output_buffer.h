@@ -1,5 +1,6 @@
-// The output stream that RapidJSON's writers write into: the writer's stream
-// and pending text.
+// The output stream that RapidJSON's writers write into: the writer's
+// pending text. JSON pieces go out with a stream flush, so that a reader of
+// a pipe sees the document grow piece by piece.
 #pragma once
 
 #include <cstddef>
@@ -25,15 +26,8 @@ struct JsonOutputBuffer {
   // RapidJSON calls this when the outermost object or array is closed.
   void Flush() { WritePiece(); }
 
-  // JSON pieces go out with a stream flush, so that a reader of a pipe sees
-  // the document grow piece by piece.
-  void WritePiece() {
-    pending->WriteTo(out);
-    out->flush();
-    if (!*out) pending->failed = true;
-  }
+  void WritePiece() { pending->WritePiece(); }
 
-  std::ostream* out;
   PendingText* pending;
 };
 

@@ -49,42 +49,23 @@ void WriteKey(Json& json, const char (&quoted)[N]) {
   json.RawValue(quoted, N - 1, rapidjson::kStringType);
 }
 
-// The single string of a text value: the text of a string record. Codes 13
-// to 30 (arrays of times and errors, the reserved codes) have no text: the
-// export ends here, and the driver reports this message. Any other code
-// that reaches here is a scalar without a text form.
+// The elements of a value as JSON values. A text value without a form
+// (codes 13 to 30: arrays of times and errors, the reserved codes) ends the
+// export here, and the driver reports this message.
 template <typename Json>
-void WriteTextValue(Json& json, const ItemValue& value) {
-  if (value.code == kStringCode) {
-    WriteText(json, value.text);
-  } else if (IsTextWithoutForm(value.code)) {
-    throw std::logic_error("basic_string: construction from null is not valid");
-  } else {
-    WriteText(json, "UNKNOWN ALARM!");
-  }
-}
+struct JsonValues {
+  Json& json;
 
-template <typename Json>
-void WriteValues(Json& json, const ItemValue& value, int32_t count) {
-  switch (CategoryOf(value.code)) {
-    case ValueCategory::kNone:
-      break;
-    case ValueCategory::kText:
-      WriteTextValue(json, value);
-      break;
-    case ValueCategory::kFlags:
-      for (int32_t i = 0; i < count; ++i) json.Bool(FlagElement(value, i));
-      break;
-    case ValueCategory::kInteger:
-      for (int32_t i = 0; i < count; ++i) json.Int(IntegerElement(value, i));
-      break;
-    case ValueCategory::kReal:
-      // RapidJSON refuses NaN and infinity after writing the separator, which
-      // leaves an empty slot ("[1.0,,2.0]"); the export goes on.
-      for (int32_t i = 0; i < count; ++i) json.Double(RealElement(value, i));
-      break;
+  void Flag(int, bool f) { json.Bool(f); }
+  void Integer(int, int64_t v) { json.Int(static_cast<int>(v)); }
+  // RapidJSON refuses NaN and infinity after writing the separator, which
+  // leaves an empty slot ("[1.0,,2.0]"); the export goes on.
+  void Real(int, double v) { json.Double(v); }
+  void Text(std::string_view text) { WriteText(json, text); }
+  void Formless(int32_t) {
+    throw std::logic_error("basic_string: construction from null is not valid");
   }
-}
+};
 
 template <typename Json>
 void WriteItemTo(Json& json, const ExportItem& item) {
@@ -121,11 +102,37 @@ void WriteItemTo(Json& json, const ExportItem& item) {
   if (item.value_count > 0) {
     WriteKey(json, "\"values\"");
     json.StartArray();
-    WriteValues(json, item.value, item.value_count);
+    JsonValues<Json> values{json};
+    VisitValue(item.value, item.value_count, ValueReading::kShown, values);
     json.EndArray();
   }
 
   json.EndObject();
+}
+
+// Where RapidJSON, writing an item's text, looks whether a piece is ready:
+// before each structural character and line feed (put one by one), and
+// before each token and run of blanks (put after one reservation for the
+// whole run): a string with its quotes, a number, true or false, an indent.
+size_t NextJsonCheck(std::string_view text, size_t from) {
+  const size_t n = text.size();
+  size_t i = 0;
+  while (i < n) {
+    if (i >= from) return i;
+    const char c = text[i];
+    if (c == '"') {
+      for (++i; i < n && text[i] != '"'; ++i)
+        if (text[i] == '\\') ++i;
+      ++i;
+    } else if (c == ' ') {
+      while (i < n && text[i] == ' ') ++i;
+    } else if (std::string_view(",:{}[]\n").find(c) != std::string_view::npos) {
+      ++i;
+    } else {
+      while (i < n && std::string_view(",:{}[]\n \"").find(text[i]) == std::string_view::npos) ++i;
+    }
+  }
+  return std::string_view::npos;
 }
 
 // The scan's dates: date and time of a day start, without the blanks that
@@ -139,9 +146,11 @@ std::string ScanDateText(int64_t day_start) {
 }  // namespace
 
 template <typename Json>
-JsonWriter<Json>::JsonWriter(std::ostream* out, bool with_total)
-    : Writer(out), buffer_{out, &pending_}, json_(buffer_, nullptr, kLevelDepth),
+JsonWriter<Json>::JsonWriter(WriterTarget out, bool with_total)
+    : Writer(out), buffer_{&pending_}, json_(buffer_, nullptr, kLevelDepth),
       with_total_(with_total) {
+  pending_.next_check = NextJsonCheck;
+  pending_.flush_pieces = true;
   if constexpr (std::is_same_v<Json, rapidjson::PrettyWriter<JsonOutputBuffer>>) {
     json_.SetIndent(' ', 4);
     json_.SetFormatOptions(rapidjson::kFormatDefault);
@@ -176,7 +185,7 @@ void JsonWriter<Json>::endDocument(int32_t total) {
 }
 
 template <typename Json>
-void JsonWriter<Json>::WriteEmptyResult() {
+void JsonWriter<Json>::writeEmptyResult() {
   // Always this text, compact or pretty: it is not built by RapidJSON.
   constexpr std::string_view kEmptyResult = "{\"data\": []}\n";
   pending_.SetEnd(CopyText(pending_.Reserve(kEmptyResult.size()), kEmptyResult));
@@ -184,12 +193,7 @@ void JsonWriter<Json>::WriteEmptyResult() {
 }
 
 template <typename Json>
-bool JsonWriter<Json>::Refuses(int code, int32_t value_count) const {
-  return value_count > 0 && IsTextWithoutForm(code);
-}
-
-template <typename Json>
-void JsonWriter<Json>::WriteScanList(const ArchiveSpans& archives) {
+void JsonWriter<Json>::writeScanList(const ArchiveSpans& archives) {
   json_.StartArray();
   for (const auto& [name, span] : archives) {
     json_.StartObject();
@@ -208,16 +212,16 @@ void JsonWriter<Json>::WriteScanList(const ArchiveSpans& archives) {
 template class JsonWriter<rapidjson::Writer<JsonOutputBuffer>>;
 template class JsonWriter<rapidjson::PrettyWriter<JsonOutputBuffer>>;
 
-std::unique_ptr<Writer> MakeJsonWriter(std::ostream* out, bool pretty, bool with_total) {
+std::unique_ptr<Writer> MakeJsonWriter(WriterTarget out, bool pretty, bool with_total) {
   if (pretty) return std::make_unique<PrettyJsonWriter>(out, with_total);
   return std::make_unique<CompactJsonWriter>(out, with_total);
 }
 
 void WriteScanList(std::ostream* out, bool pretty, const ArchiveSpans& archives) {
   if (pretty) {
-    PrettyJsonWriter(out, false).WriteScanList(archives);
+    PrettyJsonWriter(out, false).writeScanList(archives);
   } else {
-    CompactJsonWriter(out, false).WriteScanList(archives);
+    CompactJsonWriter(out, false).writeScanList(archives);
   }
 }
 

@@ -24,7 +24,7 @@ template <typename Json>
 class JsonWriter final : public Writer {
  public:
   // with_total: endDocument() adds "total_item_count".
-  JsonWriter(std::ostream* out, bool with_total);
+  JsonWriter(WriterTarget out, bool with_total);
   ~JsonWriter() override;
 
   // {"data":[
@@ -36,12 +36,10 @@ class JsonWriter final : public Writer {
   // ] and, when asked for, "total_item_count"; then } and flush().
   void endDocument(int32_t total) override;
   // {"data": []} and a line feed.
-  void WriteEmptyResult() override;
-  // Text arrays of codes 13 to 30 with values have no JSON form.
-  bool Refuses(int code, int32_t value_count) const override;
+  void writeEmptyResult() override;
 
   // The scan listing: an array of {"name", "first_date", "last_date"}.
-  void WriteScanList(const ArchiveSpans& archives);
+  void writeScanList(const ArchiveSpans& archives);
 
  private:
   JsonOutputBuffer buffer_;
@@ -52,7 +50,7 @@ class JsonWriter final : public Writer {
 using CompactJsonWriter = JsonWriter<rapidjson::Writer<JsonOutputBuffer>>;
 using PrettyJsonWriter = JsonWriter<rapidjson::PrettyWriter<JsonOutputBuffer>>;
 
-std::unique_ptr<Writer> MakeJsonWriter(std::ostream* out, bool pretty, bool with_total);
+std::unique_ptr<Writer> MakeJsonWriter(WriterTarget out, bool pretty, bool with_total);
 
 // Writes the scan listing of `archives` to `*out` and flushes it.
 void WriteScanList(std::ostream* out, bool pretty, const ArchiveSpans& archives);

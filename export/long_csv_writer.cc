@@ -7,14 +7,15 @@
 
 #include "archive/archive_format.h"
 #include "export/csv_writer.h"
+#include "export/long_rows.h"
 #include "export/real_text.h"
 #include "export/utf8_text.h"
 
 namespace qorarc {
 namespace {
 
-// "-2147483648"
-constexpr size_t kIntegerSize = 11;
+// "-9223372036854775808"
+constexpr size_t kIntegerSize = 20;
 // The longest value cell: a real (FormatReal may write a terminator).
 constexpr size_t kValueSize = kRealTextSize + 1;
 
@@ -45,23 +46,9 @@ char* PutReal(char* out, double value) {
   return out + FormatReal(value, out);
 }
 
-char* PutElement(char* out, const ItemValue& value, ValueCategory category, int i) {
-  switch (category) {
-    case ValueCategory::kFlags:
-      *out++ = FlagElement(value, i) ? '1' : '0';
-      return out;
-    case ValueCategory::kInteger:
-      return std::to_chars(out, out + kIntegerSize, IntegerElement(value, i)).ptr;
-    case ValueCategory::kReal:
-      return PutReal(out, RealElement(value, i));
-    default:
-      return out;
-  }
-}
-
 }  // namespace
 
-LongCsvWriter::LongCsvWriter(std::ostream* out, int32_t delimiter)
+LongCsvWriter::LongCsvWriter(WriterTarget out, int32_t delimiter)
     : Writer(out), delimiter_(DelimiterChar(delimiter)) {}
 
 void LongCsvWriter::WriteHeader() {
@@ -79,21 +66,6 @@ void LongCsvWriter::WriteHeader() {
 void LongCsvWriter::beginDocument() { WriteHeader(); }
 
 void LongCsvWriter::writeItem(const ExportItem& item) {
-  const ValueCategory category = CategoryOf(item.value.code);
-  const int code = item.value.code;
-  const bool elements = item.value_count > 0 && (category == ValueCategory::kFlags ||
-                                                  category == ValueCategory::kInteger ||
-                                                  category == ValueCategory::kReal);
-  const bool textless = item.value_count > 0 && IsTextWithoutForm(code);
-  std::string_view text;
-  if (code == kStringCode) {
-    const std::string_view raw = CutAtNul(item.value.text);
-    text_.resize(kMaxRepairGrowth * raw.size());
-    text = std::string_view(text_.data(),
-                            static_cast<size_t>(CopyValidUtf8(text_.data(), raw) - text_.data()));
-  }
-  const int32_t rows = elements || textless ? item.value_count : 1;
-
   // The five cells before the index, the same on every row: written once,
   // then copied.
   const size_t prefix_room = kUtcTextSize + kIntegerSize + 5 +
@@ -114,29 +86,48 @@ void LongCsvWriter::writeItem(const ExportItem& item) {
   pending_.SetEnd(out);
   const size_t prefix_size = pending_.size - prefix_start;
 
-  for (int32_t i = 0; i < rows; ++i) {
-    const size_t room = prefix_size + kIntegerSize + kValueSize + 2 * text.size() + 5;
-    out = pending_.Reserve(room);
-    if (i > 0) {
+  bool first = true;
+  ExpandRows(item, reading_, [&](const LongRow& row) {
+    std::string_view text;
+    if (row.cell == LongRow::Cell::kText) {
+      const std::string_view raw = CutAtNul(row.text);
+      text_.resize(kMaxRepairGrowth * raw.size());
+      text = std::string_view(
+          text_.data(), static_cast<size_t>(CopyValidUtf8(text_.data(), raw) - text_.data()));
+    }
+    char* out = pending_.Reserve(prefix_size + kIntegerSize + kValueSize + 2 * text.size() + 5);
+    if (!first) {
       // Reserve() may have moved the text: the prefix is found by its offset.
       std::memcpy(out, pending_.data.get() + prefix_start, prefix_size);
       out += prefix_size;
     }
-    if (elements || textless || code == kStringCode)
-      out = std::to_chars(out, out + kIntegerSize, i).ptr;
+    first = false;
+    if (row.index >= 0) out = std::to_chars(out, out + kIntegerSize, row.index).ptr;
     *out++ = delimiter_;
-    if (elements) out = PutElement(out, item.value, category, i);
+    switch (row.cell) {
+      case LongRow::Cell::kFlag:
+        *out++ = row.flag ? '1' : '0';
+        break;
+      case LongRow::Cell::kInteger:
+        out = std::to_chars(out, out + kIntegerSize, row.integer).ptr;
+        break;
+      case LongRow::Cell::kReal:
+        out = PutReal(out, row.real);
+        break;
+      default:
+        break;
+    }
     *out++ = delimiter_;
-    if (code == kStringCode) out = PutCell(out, text, delimiter_);
+    out = PutCell(out, text, delimiter_);
     *out++ = '\n';
     pending_.SetEnd(out);
-  }
-  if (pending_.PieceReady()) pending_.WriteTo(out_);
+  });
+  pending_.ItemDone();
 }
 
 void LongCsvWriter::endDocument(int32_t /*total*/) { flush(); }
 
-void LongCsvWriter::WriteEmptyResult() {
+void LongCsvWriter::writeEmptyResult() {
   WriteHeader();
   flush();
 }

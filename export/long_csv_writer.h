@@ -16,7 +16,7 @@ namespace qorarc {
 class LongCsvWriter final : public Writer {
  public:
   // delimiter: a DelimiterKind (export/csv_writer.h).
-  LongCsvWriter(std::ostream* out, int32_t delimiter);
+  LongCsvWriter(WriterTarget out, int32_t delimiter);
 
   // The header line.
   void beginDocument() override;
@@ -28,12 +28,14 @@ class LongCsvWriter final : public Writer {
   // Flushes; no total.
   void endDocument(int32_t total) override;
   // The header line alone.
-  void WriteEmptyResult() override;
+  void writeEmptyResult() override;
 
  private:
   void WriteHeader();
 
   char delimiter_;
+  // The same elements as JSON Lines shows.
+  ValueReading reading_ = ValueReading::kShown;
   DateTextCache dates_;
   std::string text_;  // the repaired text of a string record
 };

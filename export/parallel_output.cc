@@ -1,8 +1,13 @@
 #include "export/parallel_output.h"
 
 #include <cstring>
+#include <exception>
+#include <string>
+#include <system_error>
+#include <thread>
 #include <utility>
 
+#include "export/long_rows.h"
 #include "export/writer.h"
 
 namespace qorarc {
@@ -30,54 +35,66 @@ size_t ValueBytesOf(const ArchiveItem& item) {
   return bytes < 8 ? 8 : bytes;
 }
 
-// Calls write(item) for each item of a batch, unpacked into `*item`.
-template <typename Write>
-void ForEachItem(const std::vector<QueuedItem>& items, const std::string& arena, ArchiveItem* item,
-                 Write write) {
-  size_t offset = 0;
-  for (const QueuedItem& queued : items) {
-    item->time_low = queued.time_low;
-    item->time_high = queued.time_high;
-    item->id = queued.id;
-    item->day = queued.day;
-    item->type = queued.type;
-    item->count = queued.count;
-    std::memcpy(item->value, arena.data() + offset, queued.value_size);
-    offset += queued.value_size;
-    item->text.assign(arena, offset, queued.text_size);
-    offset += queued.text_size;
-    write(*item);
-  }
+// More than the bytes of an item's text in any format: its fixed cells,
+// its text escaped at six bytes a byte, and for each element (a row of long
+// CSV, an indented real of pretty JSON) the longest one.
+size_t TextBound(const ArchiveItem& item) {
+  return 512 + 6 * item.text.size() +
+         128 * static_cast<size_t>(LongRowCount(item.code(), item.count));
+}
+
+// Unpacks the item at `*offset` of a batch's arena into `*item` and moves
+// the offset past it.
+void Unpack(const QueuedItem& queued, const std::string& arena, size_t* offset,
+            ArchiveItem* item) {
+  item->time_low = queued.time_low;
+  item->time_high = queued.time_high;
+  item->id = queued.id;
+  item->day = queued.day;
+  item->type = queued.type;
+  item->count = queued.count;
+  std::memcpy(item->value, arena.data() + *offset, queued.value_size);
+  *offset += queued.value_size;
+  item->text.assign(arena, *offset, queued.text_size);
+  *offset += queued.text_size;
 }
 
 // Brings a writer that has begun its document to the state after one item,
 // without output: what follows then is written as the next item.
-void PassOneItem(Writer* writer) {
+void PassOneItem(Writer* writer, PendingText* text) {
   writer->writeItem(ExportItem{});
-  writer->DiscardPending();
+  text->size = 0;
 }
 
 }  // namespace
 
 struct ParallelOutput::Batch {
+  // Filled by the reading thread.
   std::vector<QueuedItem> items;
   std::string arena;
-  PendingText block;           // the formatted text, once done
-  std::exception_ptr error;    // what formatting threw, if anything
-  bool done = false;           // guarded by mutex_
+  std::vector<std::pair<size_t, LoopMessage>> messages;  // each before item `first`
+  size_t text_bound = 0;
+  // Filled by the formatting thread.
+  PendingText block;               // the items' text, one after the other
+  std::vector<size_t> item_ends;   // where each formatted item's text ends
+  std::exception_ptr error;        // what formatting the next item threw
+  bool done = false;               // guarded by mutex_
 
   void Clear() {
     items.clear();
     arena.clear();
+    messages.clear();
+    text_bound = 0;
     block.size = 0;
+    item_ends.clear();
     error = nullptr;
-    done = false;
   }
 };
 
 struct ParallelOutput::Worker {
-  // The writer keeps its text and hands it over: nothing reaches the stream.
-  std::ostream stream{nullptr};
+  // Collects its text (no stream), taking each batch's buffer as its own
+  // while it formats that batch.
+  PendingText text;
   std::unique_ptr<Writer> writer;
   bool begun = false;
   ViewBuilder views;
@@ -85,13 +102,17 @@ struct ParallelOutput::Worker {
   std::thread thread;
 };
 
-ParallelOutput::ParallelOutput(Writer* document, WriterFactory make_writer, int threads,
-                               size_t batch_items)
+ParallelOutput::ParallelOutput(Writer* document, PendingText* text, WriterFactory make_writer,
+                               Settings settings)
     : document_(document),
+      text_(text),
       make_writer_(std::move(make_writer)),
-      threads_(threads < 1 ? 1 : threads),
-      batch_items_(batch_items < 1 ? 1 : batch_items),
-      current_(std::make_unique<Batch>()) {}
+      settings_(settings),
+      current_(std::make_unique<Batch>()) {
+  if (settings_.threads < 1) settings_.threads = 1;
+  if (settings_.batch_items < 1) settings_.batch_items = 1;
+  if (settings_.batch_bytes < 1) settings_.batch_bytes = 1;
+}
 
 ParallelOutput::~ParallelOutput() {
   {
@@ -103,19 +124,11 @@ ParallelOutput::~ParallelOutput() {
 }
 
 void ParallelOutput::Write(const ArchiveItem& item) {
-  if (direct_items_ < batch_items_) {
+  if (direct_items_ < settings_.batch_items) {
     // The first batch is written as one thread writes it: a small export
     // needs no threads, and an output that fails at once stops the export
     // at the very item where one thread stops it.
     ++direct_items_;
-    document_->writeItem(views_.Build(item));
-    return;
-  }
-  const int code = item.code();
-  if (document_->Refuses(code, ValueCount(code, item.count))) {
-    // The item ends the export: everything before it is written first, and
-    // the document's writer fails on it as it would without threads.
-    Drain();
     document_->writeItem(views_.Build(item));
     return;
   }
@@ -126,24 +139,35 @@ void ParallelOutput::Write(const ArchiveItem& item) {
                          static_cast<uint32_t>(item.text.size())});
   batch.arena.append(reinterpret_cast<const char*>(item.value), value_size);
   batch.arena.append(item.text);
-  if (batch.items.size() >= batch_items_) Submit();
+  batch.text_bound += TextBound(item);
+  if (batch.items.size() >= settings_.batch_items || batch.text_bound >= settings_.batch_bytes)
+    Submit();
 }
 
-void ParallelOutput::Finish() { Drain(); }
+void ParallelOutput::Report(LoopMessage message) {
+  if (stopped_) return;
+  if (current_->items.empty() && in_flight_.empty()) {
+    Show(message);
+    return;
+  }
+  current_->messages.emplace_back(current_->items.size(), std::move(message));
+}
 
-bool ParallelOutput::Failed() const { return document_->failed(); }
-
-void ParallelOutput::Drain() {
-  if (!current_->items.empty()) Submit();
+void ParallelOutput::Finish() {
+  if (!current_->items.empty() || !current_->messages.empty()) Submit();
   while (!in_flight_.empty()) WriteOldest();
 }
+
+bool ParallelOutput::Failed() const { return text_->failed; }
 
 void ParallelOutput::Submit() {
   if (helper_ == nullptr) StartWorkers();
   Batch* batch = current_.get();
+  bytes_in_flight_ += batch->text_bound;
   in_flight_.push_back(std::move(current_));
   {
     std::lock_guard<std::mutex> lock(mutex_);
+    batch->done = false;
     todo_.push_back(batch);
   }
   work_ready_.notify_one();
@@ -153,7 +177,11 @@ void ParallelOutput::Submit() {
     current_ = std::move(spare_.back());
     spare_.pop_back();
   }
-  while (in_flight_.size() > kBatchesPerWorker * static_cast<size_t>(threads_)) WriteOldest();
+  // Memory stays bounded: the oldest blocks go out before more are made.
+  while (!in_flight_.empty() &&
+         (bytes_in_flight_ > kMaxBytesInFlight ||
+          in_flight_.size() > 2 * static_cast<size_t>(settings_.threads)))
+    WriteOldest();
 }
 
 void ParallelOutput::WriteOldest() {
@@ -173,30 +201,63 @@ void ParallelOutput::WriteOldest() {
     }
     Format(helper_.get(), waiting);
   }
-  if (batch.error) std::rethrow_exception(batch.error);
-  // The document's writer has written the first batch: the block follows
-  // its text, and it stands after an item, ready for the next or the end.
-  document_->WriteBlock(reinterpret_cast<const char*>(batch.block.data.get()), batch.block.size);
+
+  // The document's writer stands after an item: each item's text follows,
+  // with the messages read before it, until a write fails.
+  size_t next_message = 0;
+  size_t start = 0;
+  const char* text = reinterpret_cast<const char*>(batch.block.data.get());
+  for (size_t i = 0; i <= batch.items.size() && !stopped_; ++i) {
+    for (; next_message < batch.messages.size() && batch.messages[next_message].first == i;
+         ++next_message)
+      Show(batch.messages[next_message].second);
+    if (i == batch.items.size()) break;
+    if (i == batch.item_ends.size()) {
+      // Formatting threw here: the document's writer writes this item
+      // itself, and fails on it as it would without threads.
+      size_t offset = 0;
+      for (size_t k = 0; k <= i; ++k) Unpack(batch.items[k], batch.arena, &offset, &refused_);
+      document_->writeItem(views_.Build(refused_));
+      std::rethrow_exception(batch.error);
+    }
+    text_->AppendItem(text + start, batch.item_ends[i] - start);
+    start = batch.item_ends[i];
+    if (text_->failed) stopped_ = true;
+  }
+  if (batch.error && !stopped_) std::rethrow_exception(batch.error);
+  bytes_in_flight_ -= batch.text_bound;
   batch.Clear();
   spare_.push_back(std::move(in_flight_.front()));
   in_flight_.pop_front();
+  if (stopped_) {
+    // One thread stops at the failed write: what was read past it is
+    // neither written nor reported.
+    for (std::unique_ptr<Batch>& later : in_flight_) later->messages.clear();
+    current_->messages.clear();
+  }
 }
 
 std::unique_ptr<ParallelOutput::Worker> ParallelOutput::MakeWorker() {
   auto worker = std::make_unique<Worker>();
-  worker->writer = make_writer_(&worker->stream);
-  worker->writer->CollectText();
+  worker->writer = make_writer_(&worker->text);
   worker->item.text.reserve(kMaxRecordBytes);
   return worker;
 }
 
 void ParallelOutput::StartWorkers() {
   // This thread is one of the threads: it reads, and formats when it would
-  // otherwise wait.
+  // otherwise wait. A thread the system refuses (a process or memory
+  // limit) is done without: the export goes on with the threads it has.
   helper_ = MakeWorker();
-  for (int i = 1; i < threads_; ++i) workers_.push_back(MakeWorker());
-  for (const std::unique_ptr<Worker>& worker : workers_)
-    worker->thread = std::thread(&ParallelOutput::RunWorker, this, worker.get());
+  for (int i = 1; i < settings_.threads; ++i) {
+    std::unique_ptr<Worker> worker = MakeWorker();
+    try {
+      worker->thread = std::thread(&ParallelOutput::RunWorker, this, worker.get());
+    } catch (const std::system_error&) {
+      break;
+    }
+    workers_.push_back(std::move(worker));
+  }
 }
 
 void ParallelOutput::RunWorker(Worker* worker) {
@@ -214,21 +275,31 @@ void ParallelOutput::RunWorker(Worker* worker) {
 }
 
 void ParallelOutput::Format(Worker* worker, Batch* batch) {
+  // The worker writes into the batch's buffer and gets its own, unwritten,
+  // back at the end: the only buffers that hold text are the batches'.
+  PendingText& text = worker->text;
+  text.Exchange(&batch->block);
   try {
     Writer* writer = worker->writer.get();
     if (!worker->begun) {
       // Every batch follows the first, which the document's writer wrote.
       writer->beginDocument();
-      PassOneItem(writer);
+      PassOneItem(writer, &text);
       worker->begun = true;
     }
-    ForEachItem(batch->items, batch->arena, &worker->item, [worker](const ArchiveItem& item) {
-      worker->writer->writeItem(worker->views.Build(item));
-    });
-    writer->HandOverText(&batch->block);
+    size_t offset = 0;
+    for (const QueuedItem& queued : batch->items) {
+      Unpack(queued, batch->arena, &offset, &worker->item);
+      writer->writeItem(worker->views.Build(worker->item));
+      batch->item_ends.push_back(text.size);
+    }
   } catch (...) {
     batch->error = std::current_exception();
+    // The writer stopped inside an item: a new one formats the next batch.
+    worker->writer = make_writer_(&text);
+    worker->begun = false;
   }
+  batch->block.Exchange(&text);
   {
     std::lock_guard<std::mutex> lock(mutex_);
     batch->done = true;

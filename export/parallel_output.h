@@ -1,23 +1,34 @@
 // The parallel export's item output. The reading thread queues the items to
 // write in batches; worker threads format each batch with a writer of their
 // own into a block of text; the reading thread writes the blocks to the
-// stream in their order. Each worker's writer is first brought to the state
-// the document's writer would be in at that point (inside the item list,
-// after an item), so the blocks join into exactly the
-// document that one writer writes.
+// document's pending text in their order, item by item, so that pieces go
+// to the stream at the very items where one writer's pieces go. Each
+// worker's writer is first brought to the state the document's writer would
+// be in at that point (inside the item list, after an item: see the state
+// rule in export/writer.h), so the blocks join into exactly the document
+// that one writer writes.
+//
+// Thread safety:
+// - The reading thread (the one that calls the public members) owns the
+//   document's writer and text, the batch being filled (`current_`), the
+//   batches in flight and spare, the workers' list and `helper_`.
+// - `mutex_` guards `todo_`, `stopping_` and every batch's `done` flag.
+// - A batch is handed over twice: the reading thread fills it and, under
+//   the mutex, puts it on `todo_`; the thread that takes it off `todo_`
+//   (a worker, or the reading thread itself while it waits) owns its text,
+//   item ends and error until it sets `done` under the mutex; then the
+//   reading thread owns all of it again. The items, arena and messages are
+//   only read after the first hand-over.
+// - A worker's writer, text, views and item belong to the thread running it.
 #pragma once
 
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <ostream>
-#include <string>
-#include <thread>
 #include <vector>
 
 #include "archive/archive_format.h"
@@ -27,29 +38,45 @@
 namespace qorarc {
 
 class Writer;
+struct PendingText;
 
 class ParallelOutput : public ItemOutput {
  public:
-  // Makes a writer of the same kind and settings as the document's, over
-  // another stream.
-  using WriterFactory = std::function<std::unique_ptr<Writer>(std::ostream* out)>;
+  // Makes a writer of the same kind and settings as the document's, writing
+  // into `*text`.
+  using WriterFactory = std::function<std::unique_ptr<Writer>(PendingText* text)>;
 
-  // `document` has begun the document and writes its end after Finish(),
-  // and every block goes out through it; it writes the first `batch_items` items itself, as without
-  // threads. With the second batch, `threads` - 1 workers start, and this
-  // thread formats batches too while it waits for one.
-  ParallelOutput(Writer* document, WriterFactory make_writer, int threads, size_t batch_items);
+  struct Settings {
+    int threads = 1;
+    // A batch holds at most this many items, and at most about this many
+    // bytes of text (estimated before formatting, from above).
+    size_t batch_items = kDefaultBatchItems;
+    size_t batch_bytes = kDefaultBatchBytes;
+  };
+
+  static constexpr size_t kDefaultBatchItems = 4096;
+  static constexpr size_t kDefaultBatchBytes = 256 * 1024;
+  // Batches in flight hold at most this many estimated bytes in all,
+  // whatever the number of threads: the export's memory stays flat.
+  static constexpr size_t kMaxBytesInFlight = 4 * 1024 * 1024;
+
+  // `document` writes into `*text` and has begun the document; it writes the
+  // first batch_items items itself, as without threads, and the document's
+  // end after Finish(). With the second batch, up to threads - 1 workers
+  // start (fewer where the system refuses a thread), and this thread formats
+  // batches too while it waits for one.
+  ParallelOutput(Writer* document, PendingText* text, WriterFactory make_writer,
+                 Settings settings);
   // Stops and joins the workers; blocks not yet written are dropped.
   ~ParallelOutput() override;
 
   void Write(const ArchiveItem& item) override;
+  void Report(LoopMessage message) override;
   void Finish() override;
   bool Failed() const override;
 
-  // Items queued in a batch at most, and batches in flight at most per
-  // worker, which bounds the memory of an export.
-  static constexpr size_t kDefaultBatchItems = 4096;
-  static constexpr size_t kBatchesPerWorker = 2;
+  // Worker threads running (for tests and the benchmark).
+  size_t workers() const { return workers_.size(); }
 
  private:
   struct Batch;
@@ -57,9 +84,6 @@ class ParallelOutput : public ItemOutput {
 
   void Submit();
   void WriteOldest();
-  // Writes every queued item, in order, before the document's writer
-  // writes on its own.
-  void Drain();
   std::unique_ptr<Worker> MakeWorker();
   void StartWorkers();
   void RunWorker(Worker* worker);
@@ -67,15 +91,18 @@ class ParallelOutput : public ItemOutput {
   void Format(Worker* worker, Batch* batch);
 
   Writer* document_;
+  PendingText* text_;
   WriterFactory make_writer_;
-  int threads_;
-  size_t batch_items_;
+  Settings settings_;
   ViewBuilder views_;
   size_t direct_items_ = 0;  // items the document's writer wrote itself
+  bool stopped_ = false;     // a write failed: nothing more is written
+  ArchiveItem refused_;      // an item whose formatting threw, rebuilt
 
   std::unique_ptr<Batch> current_;
   std::vector<std::unique_ptr<Batch>> spare_;
   std::deque<std::unique_ptr<Batch>> in_flight_;  // in document order
+  size_t bytes_in_flight_ = 0;
 
   std::mutex mutex_;
   std::condition_variable work_ready_;

@@ -1,18 +1,9 @@
 #include "export/record_texts.h"
 
+#include "archive/archive_format.h"
+
 namespace qorarc {
 namespace {
-
-// Record type names by value type code. The runtime pads them with blanks to
-// eight characters ("AlBool  "); the export shows them trimmed.
-constexpr std::string_view kClassNames[32] = {
-    "System",   "AlBool",   "AlByte",   "AlShort",  "AlLong",   "AlWord",
-    "AlDWord",  "AlFloat",  "AlDouble", "AlTime",   "AlLarge",  "AlError",
-    "AlString", "-Res 13-", "-Res 14-", "-Res 15-", "-Res 16-", "GrBool",
-    "GrByte",   "GrShort",  "GrLong",   "GrWord",   "GrDWord",  "GrFloat",
-    "GrDouble", "GrTime",   "GrLarge",  "GrError",  "-Res 28-", "-Res 29-",
-    "-Res 30-", "AlAckn",
-};
 
 // State texts by state code (bits 5-7 of the type byte).
 constexpr std::string_view kSystemStates[8] = {
@@ -65,7 +56,7 @@ constexpr LevelTexts kLevelTexts;
 
 std::string_view ClassText(int code) {
   if (code < 0 || code >= 32) return "????????";
-  return kClassNames[code];
+  return kValueCodes[code].class_text;
 }
 
 std::string_view TypeText(uint8_t type) {

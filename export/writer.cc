@@ -7,19 +7,47 @@
 
 namespace qorarc {
 
-PendingText::PendingText()
-    : data(new char8_t[kPieceSize + kSlack]), capacity(kPieceSize + kSlack) {}
+PendingText::PendingText(std::ostream* out)
+    : data(new char8_t[kPieceSize + kSlack]), capacity(kPieceSize + kSlack), out(out) {}
 
-void PendingText::WriteTo(std::ostream* out) {
-  if (collect) {
+void PendingText::WritePiece() {
+  if (out == nullptr) {
     if (capacity - size < kSlack) Grow(kSlack);
     piece_size = capacity - kSlack;
     return;
   }
-  if (size == 0) return;
-  out->write(reinterpret_cast<const char*>(data.get()), static_cast<std::streamsize>(size));
-  size = 0;
+  if (size > 0) {
+    out->write(reinterpret_cast<const char*>(data.get()), static_cast<std::streamsize>(size));
+    size = 0;
+  }
+  if (flush_pieces) out->flush();
   if (!*out) failed = true;
+}
+
+void PendingText::Flush() {
+  if (out == nullptr) return;
+  const bool flushes = flush_pieces;
+  flush_pieces = true;
+  WritePiece();
+  flush_pieces = flushes;
+}
+
+void PendingText::AppendItem(const char* text, size_t n) {
+  const std::string_view item(text, n);
+  size_t done = 0;  // bytes of the item appended
+  if (next_check != nullptr && out != nullptr) {
+    for (;;) {
+      // The first place where the writer would have found a piece ready.
+      const size_t from = done + (size >= piece_size ? 0 : piece_size - size);
+      const size_t check = from < n ? next_check(item, from) : std::string_view::npos;
+      if (check == std::string_view::npos) break;
+      SetEnd(CopyText(Reserve(check - done), item.substr(done, check - done)));
+      WritePiece();
+      done = check;
+    }
+  }
+  SetEnd(CopyText(Reserve(n - done), item.substr(done)));
+  if (next_check == nullptr) ItemDone();
 }
 
 void PendingText::Grow(size_t n) {
@@ -30,34 +58,20 @@ void PendingText::Grow(size_t n) {
   capacity = wanted;
 }
 
-void PendingText::HandOver(PendingText* other) {
+void PendingText::Exchange(PendingText* other) {
   std::swap(data, other->data);
   std::swap(size, other->size);
   std::swap(capacity, other->capacity);
-  size = 0;
-  if (collect) piece_size = capacity - kSlack;
+  piece_size = out == nullptr ? capacity - kSlack : kPieceSize;
+  other->piece_size = other->out == nullptr ? other->capacity - kSlack : kPieceSize;
 }
 
-Writer::Writer(std::ostream* out) : out_(out) {}
+Writer::Writer(WriterTarget target)
+    : own_text_(target.text == nullptr ? std::make_unique<PendingText>(target.stream) : nullptr),
+      pending_(target.text != nullptr ? *target.text : *own_text_) {}
 
 Writer::~Writer() = default;
 
-void Writer::WriteBlock(const char* text, size_t size) {
-  if (pending_.size + size < pending_.piece_size) {
-    pending_.SetEnd(CopyText(pending_.Reserve(size), std::string_view(text, size)));
-    return;
-  }
-  // A piece's worth: what is pending and the block go out, uncopied.
-  pending_.WriteTo(out_);
-  out_->write(text, static_cast<std::streamsize>(size));
-  out_->flush();
-  if (!*out_) pending_.failed = true;
-}
-
-void Writer::flush() {
-  pending_.WriteTo(out_);
-  out_->flush();
-  if (!*out_) pending_.failed = true;
-}
+void Writer::flush() { pending_.Flush(); }
 
 }  // namespace qorarc

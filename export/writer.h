@@ -15,6 +15,11 @@ namespace qorarc {
 // Output waiting for the stream. A raw buffer rather than a std::string: the
 // writers append with plain stores, and after the first item nothing is
 // allocated. It holds one piece plus room for the item that completes it.
+//
+// The text goes to the stream in pieces; when a piece goes out is the
+// writer's rule, which the text keeps (`check`, `flush_pieces`) so that text
+// a writer of the same kind made elsewhere (a worker thread's block) can go
+// out at the very points the writer's own would.
 struct PendingText {
   // The stream receives the text in pieces of at least this size, and the
   // rest at the end: few large writes keep the stream's per-call cost low.
@@ -23,7 +28,14 @@ struct PendingText {
   // longest record escaped to six bytes per byte included.
   static constexpr size_t kSlack = 256 * 1024;
 
-  PendingText();
+  // Where a writer looks whether a piece is ready, within the text of one
+  // item: the first such place at or after `from`, or npos when there is
+  // none before the item's end. Null: after each item only (CSV and the line
+  // formats). JSON looks before each character RapidJSON puts one by one.
+  using NextCheck = size_t (*)(std::string_view item_text, size_t from);
+
+  // `out` null: the text is collected whole, never written (a worker's).
+  explicit PendingText(std::ostream* out = nullptr);
 
   bool PieceReady() const { return size >= piece_size; }
 
@@ -40,13 +52,24 @@ struct PendingText {
     size = static_cast<size_t>(end - reinterpret_cast<const char*>(data.get()));
   }
 
-  // Hands the whole text, NUL bytes included, to the stream and empties it.
-  // The stream is not flushed. A stream left failed sets `failed`. When
-  // collecting, keeps the text and makes room for another piece instead.
-  void WriteTo(std::ostream* out);
+  // Hands the whole text, NUL bytes included, to the stream and empties it,
+  // flushing the stream after it when the writer's rule says so. A stream
+  // left failed sets `failed`. When collecting, keeps the text and makes
+  // room for another piece instead.
+  void WritePiece();
+  // The piece check after an item: writes a ready piece.
+  void ItemDone() {
+    if (PieceReady()) WritePiece();
+  }
+  // Writes the whole text and flushes the stream.
+  void Flush();
 
-  // Gives the text to `*other` and takes its buffer, emptied, in exchange.
-  void HandOver(PendingText* other);
+  // Appends the text of one item made by a writer of the same kind, going
+  // out exactly where that writer's own text would.
+  void AppendItem(const char* text, size_t n);
+
+  // Exchanges buffers, with their texts, with `*other`.
+  void Exchange(PendingText* other);
 
   // Only a text longer than the slack gets here.
   void Grow(size_t n);
@@ -58,9 +81,9 @@ struct PendingText {
   size_t size = 0;
   size_t capacity = 0;
   size_t piece_size = kPieceSize;
-  // Set for a writer thread of the parallel export, whose text is handed
-  // over whole at the end of a batch rather than copied out piece by piece.
-  bool collect = false;
+  std::ostream* out;
+  NextCheck next_check = nullptr;
+  bool flush_pieces = false;
   // A write to the stream has failed: the document cannot be completed.
   bool failed = false;
 };
@@ -88,20 +111,37 @@ inline char* CopyText(char* out, std::string_view s) {
 // Texts written by the writers end at their first NUL byte, as C strings do.
 inline std::string_view CutAtNul(std::string_view s) { return s.substr(0, s.find('\0')); }
 
+// Where a writer's text goes: a stream, through a pending text of the
+// writer's own, or a pending text the caller owns (and may take text from).
+struct WriterTarget {
+  WriterTarget(std::ostream* out) : stream(out) {}   // NOLINT: implicit by design
+  WriterTarget(PendingText* text) : text(text) {}    // NOLINT
+  std::ostream* stream = nullptr;
+  PendingText* text = nullptr;
+};
+
 // Receives the items of one export and turns them into a whole document on
 // the stream. Stream errors stay in the stream's state bits: no operation
 // reports them, the caller checks the stream after endDocument(); failed()
 // tells the export loop early.
+//
+// A writer's state after writeItem() does not depend on the item: two
+// writers of the same kind and settings that have begun the same document
+// and written any one item each are in the same state. The parallel export
+// relies on this: a worker's writer, brought past one item, formats the
+// items of any later batch exactly as the document's writer would.
+//
+// Its operations keep the names the runtime's design gives the writers, in
+// lowerCamel case, all of them.
 class Writer {
  public:
-  // The caller owns the stream and keeps it open until the writer is gone.
-  explicit Writer(std::ostream* out);
+  // The caller keeps the stream, or the pending text, until the writer is
+  // gone.
+  explicit Writer(WriterTarget target);
   virtual ~Writer();
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;
 
-  // The four operations of an export keep the names the runtime's design
-  // gives them, hence their lowerCamel case.
   // Writes what precedes the first item.
   virtual void beginDocument() = 0;
   virtual void writeItem(const ExportItem& item) = 0;
@@ -110,35 +150,17 @@ class Writer {
   // Writes what follows the last item, then flush(). `total` is the number
   // of items that passed the filter, for a writer that shows it.
   virtual void endDocument(int32_t total) = 0;
-
   // Instead of the four operations: the document of an export that found
   // no archive files, then flush().
-  virtual void WriteEmptyResult() = 0;
-
-  // True when writeItem() would end the export for an item of this value
-  // type code and value count, having no form for it.
-  virtual bool Refuses(int /*code*/, int32_t /*value_count*/) const { return false; }
-
-  // Drops the pending text unwritten: lets a writer reach the state that
-  // some output leaves without producing that output.
-  void DiscardPending() { pending_.size = 0; }
-
-  // Writes text made by another writer of the same document after this
-  // writer's own, going out to the stream the way a piece does.
-  void WriteBlock(const char* text, size_t size);
-
-  // Keeps the whole text instead of writing it to the stream, until it is
-  // handed over with HandOverText().
-  void CollectText() { pending_.collect = true; }
-  void HandOverText(PendingText* block) { pending_.HandOver(block); }
+  virtual void writeEmptyResult() = 0;
 
   // True once a piece could not be written: the export may stop. Checked
   // when a piece goes out, so asking costs nothing per item.
   bool failed() const { return pending_.failed; }
 
  protected:
-  std::ostream* out_;
-  PendingText pending_;
+  std::unique_ptr<PendingText> own_text_;  // with a stream as the target
+  PendingText& pending_;
 };
 
 }  // namespace qorarc

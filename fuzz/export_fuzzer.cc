@@ -90,7 +90,8 @@ Output Export(const ItemFilter& filter, const std::vector<IdRange>& columns, boo
   // kilobytes already slide it.
   AReadState state(2 * kMaxRecordBytes);
   Output output;
-  auto make_writer = [&](std::ostream* out) -> std::unique_ptr<Writer> {
+  PendingText text(&stream);
+  auto make_writer = [&](PendingText* out) -> std::unique_ptr<Writer> {
     switch (format) {
       case Format::kCsv:
         return std::make_unique<CsvWriter>(out, "", columns, columns.empty() ? kComma : kTab);
@@ -100,10 +101,11 @@ Output Export(const ItemFilter& filter, const std::vector<IdRange>& columns, boo
         return MakeJsonWriter(out, format == Format::kPretty, true);
     }
   };
-  std::unique_ptr<Writer> writer = make_writer(&stream);
+  std::unique_ptr<Writer> writer = make_writer(&text);
   std::unique_ptr<ItemOutput> items;
   if (threaded) {
-    items = std::make_unique<ParallelOutput>(writer.get(), make_writer, 3, 2);
+    items = std::make_unique<ParallelOutput>(writer.get(), &text, make_writer,
+                                             ParallelOutput::Settings{3, 2, 4096});
   } else {
     items = std::make_unique<DirectOutput>(writer.get());
   }
