@@ -198,7 +198,8 @@ int OutputFile::NewFile(const std::string& dir, bool named_later) {
   // An unnamed file, when the file system has them and, if it is to be
   // named at the end, /proc can name it.
   int fd = try_unnamed_ ? open(dir.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666) : -1;
-  if (fd >= 0 && named_later && access(("/proc/self/fd/" + std::to_string(fd)).c_str(), F_OK) != 0) {
+  if (fd >= 0 && named_later &&
+      access(("/proc/self/fd/" + std::to_string(fd)).c_str(), F_OK) != 0) {
     close(fd);
     fd = -1;
   }
@@ -240,8 +241,9 @@ bool OutputFile::OpenReplacement(const std::string& dir, const std::string& targ
 }
 
 bool OutputFile::OpenCopy(const std::string& target) {
-  // Opened now, but truncated only at Commit(): a target the user may not
-  // write is refused here, as before, and stays whole until then.
+  // Opened now, but truncated only at Commit(), so that it stays whole until
+  // then; one that cannot be opened is left to the direct open, which
+  // refuses it as before.
   const int target_fd = open(target.c_str(), O_WRONLY | O_CLOEXEC);
   if (target_fd < 0) return false;
   for (const std::string& dir : TemporaryDirectories()) {
