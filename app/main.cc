@@ -3,9 +3,11 @@
 
 #include "core/messages.h"
 #include "app/run.h"
+#include "app/standard_streams.h"
 #include "core/core_init.h"
 
 int main(int argc, char** argv) {
+  qorarc::OpenClosedStandardStreams();  // before anything opens a file
   qorarc::CoreStart();  // the run takes place whether or not the core came up
   int result;
   try {

@@ -10,9 +10,11 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <ios>
 #include <string>
+#include <vector>
 
 namespace qorarc {
 namespace {
@@ -106,6 +108,44 @@ bool MayReplace(const std::string& target, const struct stat* st) {
   return stat(DirectoryOf(target).c_str(), &dir) == 0 && !(dir.st_mode & S_ISVTX);
 }
 
+// Where a new file goes when none can be made beside the target: $TMPDIR
+// when set, then /tmp.
+std::vector<std::string> TemporaryDirectories() {
+  std::vector<std::string> dirs;
+  const char* tmpdir = std::getenv("TMPDIR");
+  if (tmpdir != nullptr && *tmpdir != '\0') dirs.push_back(tmpdir);
+  dirs.push_back("/tmp");
+  return dirs;
+}
+
+// Writes all of `n` bytes; false at the first failure.
+bool WriteAll(int fd, const char* data, size_t n) {
+  while (n > 0) {
+    const ssize_t written = write(fd, data, n);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    data += written;
+    n -= static_cast<size_t>(written);
+  }
+  return true;
+}
+
+// Truncates `to`, copies the whole of `from` into it and has it on disk;
+// false at the first failure.
+bool CopyOver(int from, int to) {
+  if (ftruncate(to, 0) != 0) return false;
+  char buffer[1 << 16];
+  for (off_t offset = 0;;) {
+    const ssize_t n = pread(from, buffer, sizeof buffer, offset);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return false;
+    if (n == 0) break;
+    if (!WriteAll(to, buffer, static_cast<size_t>(n))) return false;
+    offset += n;
+  }
+  return fsync(to) == 0;
+}
+
 std::string HiddenName(const std::string& dir) {
   static unsigned counter = 0;
   return dir + "/.qorarc-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + ".tmp";
@@ -119,6 +159,7 @@ OutputFile::~OutputFile() {
   stream_.rdbuf(nullptr);
   buffer_.reset();  // closes the new file; an unnamed one is gone with it
   RemoveHidden();
+  if (copy_to_ >= 0) close(copy_to_);
 }
 
 bool OutputFile::Open(const std::string& path) {
@@ -141,8 +182,11 @@ bool OutputFile::Open(const std::string& path) {
       }
       return true;
     }
+    // No new file can take its place: one elsewhere is copied over it.
+    if (exists && S_ISREG(st.st_mode) && OpenCopy(resolved)) return true;
   }
-  // Not a regular file, or no new file can be made beside it.
+  // Not a regular file, or no new file can be made for it; a name that does
+  // not exist yet in a directory QorArc cannot write fails here, as before.
   auto direct = std::make_unique<std::filebuf>();
   if (!direct->open(path, std::ios::out | std::ios::binary | std::ios::trunc)) return false;
   buffer_ = std::move(direct);
@@ -150,11 +194,12 @@ bool OutputFile::Open(const std::string& path) {
   return true;
 }
 
-bool OutputFile::OpenReplacement(const std::string& dir, const std::string& target) {
-  // An unnamed file, when the file system has them and /proc can name it
-  // at the end.
-  int fd = try_unnamed_ ? open(dir.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666) : -1;
-  if (fd >= 0 && access(("/proc/self/fd/" + std::to_string(fd)).c_str(), F_OK) != 0) {
+int OutputFile::NewFile(const std::string& dir, bool named_later) {
+  // An unnamed file, when the file system has them and, if it is to be
+  // named at the end, /proc can name it.
+  int fd = try_unnamed_ ? open(dir.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666) : -1;
+  if (fd >= 0 && named_later &&
+      access(("/proc/self/fd/" + std::to_string(fd)).c_str(), F_OK) != 0) {
     close(fd);
     fd = -1;
   }
@@ -162,16 +207,19 @@ bool OutputFile::OpenReplacement(const std::string& dir, const std::string& targ
   // Otherwise a hidden one, removed again on failure.
   for (int attempt = 0; fd < 0 && attempt < 100; ++attempt) {
     const std::string hidden = HiddenName(dir);
-    if (!Arm(hidden)) return false;
+    if (!Arm(hidden)) return -1;
     hidden_ = hidden;
-    fd = open(hidden.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    fd = open(hidden.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) {
       Disarm();
       hidden_.clear();
-      if (errno != EEXIST) return false;
+      if (errno != EEXIST) return -1;
     }
   }
-  if (fd < 0) return false;
+  return fd;
+}
+
+bool OutputFile::Attach(int fd) {
   auto buffer = std::make_unique<__gnu_cxx::stdio_filebuf<char>>(fd, std::ios::out | std::ios::binary);
   if (!buffer->is_open()) {
     close(fd);
@@ -181,9 +229,32 @@ bool OutputFile::OpenReplacement(const std::string& dir, const std::string& targ
   fd_ = fd;
   buffer_ = std::move(buffer);
   stream_.rdbuf(buffer_.get());
+  return true;
+}
+
+bool OutputFile::OpenReplacement(const std::string& dir, const std::string& target) {
+  const int fd = NewFile(dir, true);
+  if (fd < 0 || !Attach(fd)) return false;
   target_ = target;
   dir_ = dir;
   return true;
+}
+
+bool OutputFile::OpenCopy(const std::string& target) {
+  // Opened now, but truncated only at Commit(), so that it stays whole until
+  // then; one that cannot be opened is left to the direct open, which
+  // refuses it as before.
+  const int target_fd = open(target.c_str(), O_WRONLY | O_CLOEXEC);
+  if (target_fd < 0) return false;
+  for (const std::string& dir : TemporaryDirectories()) {
+    const int fd = NewFile(dir, false);
+    if (fd >= 0 && Attach(fd)) {
+      copy_to_ = target_fd;
+      return true;
+    }
+  }
+  close(target_fd);
+  return false;
 }
 
 bool OutputFile::LinkUnnamed() {
@@ -211,6 +282,15 @@ void OutputFile::RemoveHidden() {
 bool OutputFile::Commit() {
   stream_.flush();
   bool ok = static_cast<bool>(stream_);
+  if (copy_to_ >= 0) {
+    ok = ok && CopyOver(fd_, copy_to_);
+    ok = buffer_->close() != nullptr && ok;
+    fd_ = -1;
+    ok = close(copy_to_) == 0 && ok;
+    copy_to_ = -1;
+    RemoveHidden();
+    return ok;
+  }
   if (target_.empty()) {  // written directly
     return buffer_->close() != nullptr && ok;
   }

@@ -13,12 +13,20 @@
 // process may set them, its owner and group); a new one gets 0666 less the
 // umask.
 //
+// An existing file that no new file can take the place of (in a directory
+// the user cannot write, or another user's file in a sticky directory, where
+// it could not be renamed over) is written the same way, but in $TMPDIR or
+// else /tmp, and Commit() copies the new file over it: a failed or ended
+// export still leaves it whole, but a failure, a signal or a crash during
+// that copy leaves it partial. The file itself is kept, with its mode and
+// owner.
+//
 // Anything that is not a regular file (a FIFO, a character device such as
-// /dev/full), a path through /proc (such as /dev/stdout), a file in a
-// directory where no new file can be made, and another user's file in a
-// sticky directory (where it could not be renamed over), is written
-// directly, as an ordinary truncating open does. A file the user may not
-// write is refused, as that open would refuse it.
+// /dev/full), a path through /proc (such as /dev/stdout), a name that does
+// not exist yet in a directory where no new file can be made, and a file for
+// which no new file can be made anywhere, is written directly, as an
+// ordinary truncating open does. A file the user may not write is refused,
+// as that open would refuse it.
 #pragma once
 
 #include <fstream>
@@ -45,14 +53,24 @@ class OutputFile {
   std::ostream* stream() { return &stream_; }
 
   // Flushes and closes the stream and, when every write succeeded, puts the
-  // new file in place of the target. False when a write or the replacement
-  // failed; the target is then as it was (written directly: as far as the
-  // writes went).
+  // new file in place of the target, or copies it over the target. False
+  // when a write, the replacement or the copy failed; the target is then as
+  // it was (written directly: as far as the writes went; a failed copy: as
+  // far as the copy went).
   bool Commit();
 
  private:
+  // Makes a new unnamed or hidden file in `dir`, open for reading and
+  // writing; `named_later`: an unnamed one must be able to get a name.
+  // Returns its descriptor, or -1.
+  int NewFile(const std::string& dir, bool named_later);
+  // Makes the stream write to `fd`; on failure closes it and removes it.
+  bool Attach(int fd);
   // Opens a new unnamed or hidden file in `dir`, set up to replace `target`.
   bool OpenReplacement(const std::string& dir, const std::string& target);
+  // Opens `target` for writing without truncating it and a new file in a
+  // temporary directory, to be copied over it at Commit().
+  bool OpenCopy(const std::string& target);
   // Gives the unnamed file a hidden name in its directory.
   bool LinkUnnamed();
   // Removes the hidden name, if any, and forgets it.
@@ -63,9 +81,10 @@ class OutputFile {
   bool try_unnamed_;
   int fd_ = -1;           // the new file's descriptor, while open
   bool unnamed_ = false;  // the new file has no name yet (O_TMPFILE)
-  std::string target_;    // the file the new one replaces; empty: direct
+  std::string target_;    // the file the new one replaces; empty: direct or copied
   std::string dir_;       // the target's directory
   std::string hidden_;    // the new file's hidden name, while it has one
+  int copy_to_ = -1;      // the target, when the new file is copied over it
 };
 
 }  // namespace qorarc

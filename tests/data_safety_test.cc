@@ -151,6 +151,65 @@ TEST(DataSafetyTest, FailedOrEndedExportLeavesThePreviousOutputFile) {
   }
 }
 
+// An output file no new file can take the place of, as user 65534 (an
+// ordinary user runs as itself): in a directory it cannot write, or another
+// user's file in a sticky directory. The document goes to $TMPDIR, else
+// /tmp, and is copied over the file at the end: a failed export leaves it
+// whole, a successful one gives the bytes of any other export.
+TEST(DataSafetyTest, OutputFileThatCannotBeReplacedIsCopiedOver) {
+  TempDir dir;
+  ASSERT_EQ(chmod(dir.path().c_str(), 0755), 0);
+  const std::string arc = dir.path() + "/arc";
+  WriteArchiveFile(PlantFile(arc, kDay), LongItems(kDay, 1, 20'000));
+  const std::string csv = RunQorArc({"-i", arc, "--csv", "plant"}).out;
+  ASSERT_GT(csv.size(), 100'000u);  // more than the file size limit below
+  const std::string tmp = dir.path() + "/tmp";
+  ASSERT_TRUE(fs::create_directory(tmp));
+  ASSERT_EQ(chmod(tmp.c_str(), 0777), 0);
+  const std::string previous = "previous";
+  const bool root = geteuid() == 0;
+
+  struct Directory {
+    const char* what;
+    mode_t mode;
+  };
+  struct Run {
+    const char* what;
+    std::string tmpdir;
+    rlim_t file_size_limit;
+    bool fails;
+  };
+  const Run runs[] = {
+      {"export", tmp, RLIM_INFINITY, false},
+      {"export, $TMPDIR missing", dir.path() + "/missing", RLIM_INFINITY, false},
+      {"failed write", tmp, 100'000, true},
+      {"failed write, $TMPDIR missing", dir.path() + "/missing", 100'000, true},
+  };
+  for (const Directory& d : {Directory{"read-only directory", 0555},
+                             Directory{"another user's file in a sticky directory", 01777}}) {
+    if (!root && (d.mode & S_ISVTX)) continue;  // needs a file of another user
+    const std::string out_dir = dir.path() + "/" + (d.mode & S_ISVTX ? "sticky" : "read-only");
+    const std::string out = out_dir + "/out.csv";
+    for (const Run& r : runs) {
+      SCOPED_TRACE(std::string(d.what) + ", " + r.what);
+      WriteArchiveFile(out, previous);
+      ASSERT_EQ(chmod(out.c_str(), 0666), 0);
+      ASSERT_EQ(chmod(out_dir.c_str(), d.mode), 0);
+      Launch launch{{"-i", arc, "--csv", "-o", out, "plant"}, "/dev/null", "", root};
+      launch.file_size_limit = r.file_size_limit;
+      launch.options.env = {"TMPDIR=" + r.tmpdir};
+      const Outcome outcome = RunLaunch(launch);
+      chmod(out_dir.c_str(), 0755);
+      EXPECT_EQ(outcome.err, r.fails ? "Failed to write to '" + out + "'.\n" : "");
+      EXPECT_EQ(outcome.status, r.fails ? 255 : 0);
+      const std::string written = ReadFile(out);
+      EXPECT_TRUE(written == (r.fails ? previous : csv)) << written.size() << " bytes";
+      EXPECT_EQ(Names(out_dir), std::set<std::string>{"out.csv"});
+      EXPECT_EQ(Names(tmp), std::set<std::string>{});
+    }
+  }
+}
+
 // Outputs that are not regular files are written as they are: a symbolic
 // link to /dev/full fails and stays a link, a FIFO is fed, /dev/stdout is
 // standard output's file; a link to a file has the file replaced.

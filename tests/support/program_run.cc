@@ -50,7 +50,7 @@ ProgramResult RunQorArc(const std::vector<std::string>& args,
 
 Child Start(const Launch& launch) {
   int pipe_fds[2] = {-1, -1};
-  if (launch.err.empty() && pipe(pipe_fds) != 0) return {-1};
+  if (launch.err.empty() && !launch.err_closed && pipe(pipe_fds) != 0) return {-1};
   std::string program = QorArcPath();
   std::vector<char*> argv = {program.data()};
   for (const std::string& arg : launch.args) argv.push_back(const_cast<char*>(arg.c_str()));
@@ -60,10 +60,13 @@ Child Start(const Launch& launch) {
     if (pipe_fds[1] >= 0) close(pipe_fds[1]);
     return {pid, pipe_fds[0]};
   }
-  int in = open("/dev/null", O_RDONLY);
-  int err = launch.err.empty() ? pipe_fds[1]
-                               : open(launch.err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  if (in < 0 || err < 0 || dup2(in, 0) < 0 || dup2(err, 2) < 0) _exit(127);
+  int in = launch.in.empty() ? -1 : open(launch.in.c_str(), O_RDONLY);
+  int err = launch.err_closed  ? -1
+            : launch.err.empty() ? pipe_fds[1]
+                                 : open(launch.err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  if ((!launch.in.empty() && (in < 0 || dup2(in, 0) < 0)) ||
+      (!launch.err_closed && (err < 0 || dup2(err, 2) < 0)))
+    _exit(127);
   if (launch.out.empty()) {
     close(1);
   } else {
@@ -74,6 +77,8 @@ Child Start(const Launch& launch) {
   // The test may run with a standard stream closed, which these took.
   if (in > 2) close(in);
   if (err > 2) close(err);
+  if (launch.in.empty()) close(0);
+  if (launch.err_closed) close(2);
   if (!launch.options.cwd.empty() && chdir(launch.options.cwd.c_str()) != 0) _exit(127);
   for (const std::string& entry : launch.options.env) {
     if (entry.find('=') == std::string::npos)

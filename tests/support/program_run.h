@@ -48,6 +48,8 @@ struct Launch {
   bool as_nobody = false;         // run as user and group 65534
   rlim_t file_size_limit = RLIM_INFINITY;  // with SIGXFSZ ignored
   ProgramOptions options = {};
+  std::string in = "/dev/null";  // standard input; empty: closed
+  bool err_closed = false;       // standard error closed (`err` unused)
 };
 
 struct Child {
@@ -61,8 +63,8 @@ struct Outcome {
   int signal = 0;   // the signal that ended it
 };
 
-// Starts QorArc with standard input on /dev/null. A run that hangs is ended
-// by SIGALRM after 60 s and so fails its status check.
+// Starts QorArc with its standard streams as `launch` says. A run that
+// hangs is ended by SIGALRM after 60 s and so fails its status check.
 Child Start(const Launch& launch);
 // Waits for the child; reads its standard error from the pipe or `err_path`.
 Outcome Finish(const Child& child, const std::string& err_path);
