@@ -5,6 +5,8 @@
 // messages and status.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <ostream>
 #include <string>
 #include <vector>
@@ -83,6 +85,72 @@ INSTANTIATE_TEST_SUITE_P(
         ParallelCase{"FailedWrite", {"--csv", "-o", "/dev/full"}},
         ParallelCase{"FailedWriteOfJson", {"-ft2", "2019-12-31 00:00:05", "-o", "/dev/full"}}),
     [](const ::testing::TestParamInfo<ParallelCase>& info) { return std::string(info.param.name); });
+
+// Five days of 3,000 Doubles each; the third day ends in a cut record.
+std::string WriteLongArchive(const std::string& root) {
+  const int64_t first_day = DayNumber(2019, 12, 1);
+  for (int64_t day = first_day; day < first_day + 5; ++day) {
+    ArchiveBuilder file;
+    file.Day(static_cast<uint32_t>(day));
+    for (int i = 0; i < 3000; ++i)
+      file.Double(i * kSecond, static_cast<uint16_t>(i % 700), i * 0.25);
+    if (day == first_day + 2) file.Raw(file.bytes().substr(6, 9));
+    WriteArchiveFile(ArchiveFilePath(root, day, "plant"), file.bytes());
+  }
+  return root;
+}
+
+// A standard output that fills up part way through (a full disk, a file
+// size limit): the threaded export reads ahead of what it has written, yet
+// it stops, reports and ends exactly where one thread does.
+TEST(ParallelFailureTest, FailedWriteEndsAsOneThread) {
+  TempDir dir;
+  const std::string arc = WriteLongArchive(dir.path() + "/arc");
+  for (const char* format : {"--csv", "-p", "-jl", "-lc"}) {
+    for (rlim_t limit : {70'000, 200'001, 450'000}) {
+      SCOPED_TRACE(std::string(format) + " limited to " + std::to_string(limit) + " bytes");
+      Launch launch;
+      launch.args = {"-ve", format, "-i", arc, "plant"};
+      launch.out = dir.path() + "/one";
+      launch.file_size_limit = limit;
+      launch.options.env = {"QORARC_THREADS=1"};
+      const Outcome one = RunLaunch(launch);
+      ASSERT_EQ(one.status, 255) << one.err;
+      for (const char* batch : {"7", "4096"}) {
+        SCOPED_TRACE(std::string("batches of ") + batch);
+        launch.out = dir.path() + "/many";
+        launch.options.env = {"QORARC_THREADS=3", std::string("QORARC_BATCH_ITEMS=") + batch};
+        const Outcome many = RunLaunch(launch);
+        EXPECT_EQ(many.err, one.err);
+        EXPECT_EQ(many.status, one.status);
+        EXPECT_EQ(ReadFile(dir.path() + "/many"), ReadFile(dir.path() + "/one"));
+      }
+    }
+  }
+}
+
+// Where the system refuses a thread (a process or memory limit), the export
+// goes on with the threads it has, down to the reading thread alone.
+TEST(ThreadLimitTest, RefusedThreadsLeaveTheExportWhole) {
+  TempDir dir;
+  ASSERT_EQ(chmod(dir.path().c_str(), 0755), 0);
+  const std::string arc = WriteLongArchive(dir.path() + "/arc");
+  Launch launch;
+  launch.args = {"--csv", "-i", arc, "plant"};
+  launch.out = dir.path() + "/one";
+  launch.options.env = {"QORARC_THREADS=1"};
+  ASSERT_EQ(RunLaunch(launch).status, 0);
+
+  launch.out = dir.path() + "/limited";
+  launch.as_nobody = true;
+  launch.process_limit = 1;
+  // The leak checker of a sanitizer build needs a thread of its own.
+  launch.options.env = {"QORARC_THREADS=8", "QORARC_BATCH_ITEMS=100", "ASAN_OPTIONS=detect_leaks=0"};
+  const Outcome limited = RunLaunch(launch);
+  EXPECT_EQ(limited.err, "");
+  EXPECT_EQ(limited.status, 0);
+  EXPECT_EQ(ReadFile(dir.path() + "/limited"), ReadFile(dir.path() + "/one"));
+}
 
 }  // namespace
 }  // namespace qorarc::testing

@@ -89,6 +89,12 @@ Child Start(const Launch& launch) {
   if (launch.as_nobody && (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0))
     _exit(126);
   DefaultSignals();
+  if (launch.process_limit != RLIM_INFINITY) {
+    // Set after the change of user, which would otherwise count this
+    // process against it and make execve fail.
+    const rlimit limit = {launch.process_limit, launch.process_limit};
+    if (setrlimit(RLIMIT_NPROC, &limit) != 0) _exit(125);
+  }
   if (launch.file_size_limit != RLIM_INFINITY) {
     const rlimit limit = {launch.file_size_limit, launch.file_size_limit};
     signal(SIGXFSZ, SIG_IGN);

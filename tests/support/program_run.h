@@ -50,6 +50,9 @@ struct Launch {
   ProgramOptions options = {};
   std::string in = "/dev/null";  // standard input; empty: closed
   bool err_closed = false;       // standard error closed (`err` unused)
+  // Processes and threads the user may have (with as_nobody: root has no
+  // such limit).
+  rlim_t process_limit = RLIM_INFINITY;
 };
 
 struct Child {
