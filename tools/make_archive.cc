@@ -40,6 +40,7 @@ constexpr const char kUsage[] =
     "      --seed N       seed of the pseudo-random numbers (default 1)\n"
     "      --names LIST   comma-separated archive names (default "
     "\"plant,boiler\")\n"
+    "      --wide N       every item an array of N Doubles (1 to 64) instead\n"
     "  -h, --help         print this help and exit\n"
     "\n"
     "The same options always give the same files. Most items are Double,\n"
@@ -53,6 +54,7 @@ struct Options {
   int64_t start_day = DayNumber(2019, 12, 30);
   uint64_t seed = 1;
   std::vector<std::string> names = {"plant", "boiler"};
+  int wide = 0;  // elements of every item's Double array; 0: the usual mix
   bool help = false;
 };
 
@@ -275,7 +277,11 @@ uint64_t WriteFile(const Options& options, Random& random, Signals& signals,
   for (uint64_t i = 0; i < n; ++i) {
     const int64_t tod =
         (static_cast<int64_t>(i) * slot + random.Between(0, slot - 1)) * 1000;
-    if (i == 0 && first_of_archive) {
+    if (options.wide > 0) {
+      std::vector<double> values(static_cast<size_t>(options.wide));
+      for (double& v : values) v = static_cast<double>(random.Between(-1'000'000, 1'000'000)) / 64;
+      b.Array<double>(24, tod, static_cast<uint16_t>(i % 1000), values);
+    } else if (i == 0 && first_of_archive) {
       b.System(tod, 1, 0);  // the runtime starts: an executive event
     } else {
       WriteItem(random, signals, day, tod, b);
@@ -353,6 +359,11 @@ std::string ParseOptions(int argc, char** argv, Options& options) {
     } else if (arg == "--seed") {
       if (!ParseNumber(value, number)) return "bad seed '" + value + "'";
       options.seed = number;
+    } else if (arg == "--wide") {
+      if (!ParseNumber(value, number) || number == 0 || number > 64) {
+        return "bad array width '" + value + "' (1 to 64)";
+      }
+      options.wide = static_cast<int>(number);
     } else if (arg == "--names") {
       options.names = SplitNames(value);
       for (const std::string& name : options.names) {
