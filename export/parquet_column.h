@@ -11,24 +11,30 @@ namespace qorarc {
 enum class ParquetType { kInt32, kInt64, kDouble, kString };
 enum class ParquetLogical { kNone, kTimestampNanosUtc, kString };
 
-// A column of the flat schema; every column is optional (nullable).
+// A column of the flat schema; every column is optional (nullable). Every
+// member has an initializer, so that a braced initializer may leave the
+// last ones out.
 struct ParquetColumnInfo {
-  std::string name;
+  std::string name = {};
   ParquetType type = ParquetType::kInt64;
   // kTimestampNanosUtc only on kInt64, kString only on kString.
   ParquetLogical logical = ParquetLogical::kNone;
   // kString only: a fixed dictionary for the whole file; the pages' values are
   // then indices into it. Empty: PLAIN byte arrays.
-  std::vector<std::string> dictionary;
+  std::vector<std::string> dictionary = {};
 };
 
 // One page of one column, filled by the caller row by row.
 struct ParquetColumnPage {
-  std::vector<uint8_t> defined;     // one per row: 1 value present, 0 null
-  std::vector<int64_t> integers;    // kInt32/kInt64 values, or dictionary indices; present rows only
-  std::vector<double> reals;        // kDouble values; present rows only
-  std::string text;                 // kString without dictionary: the bytes of all present values
-  std::vector<uint32_t> text_ends;  // end offset in `text` of each present value
+  // One per row: 1 value present, 0 null.
+  std::vector<uint8_t> defined = {};
+  // The values of the present rows only: kInt32 and kInt64 values, or
+  // dictionary indices; kDouble values; the bytes of kString values without
+  // a dictionary, back to back, and where each ends in `text`.
+  std::vector<int64_t> integers = {};
+  std::vector<double> reals = {};
+  std::string text = {};
+  std::vector<uint32_t> text_ends = {};
 
   // Empties the page and keeps its memory for the next one.
   void Clear() {

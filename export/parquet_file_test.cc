@@ -21,40 +21,6 @@ using namespace std::string_literals;
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-ParquetColumnInfo Column(std::string name, ParquetType type,
-                         ParquetLogical logical = ParquetLogical::kNone,
-                         std::vector<std::string> dictionary = {}) {
-  ParquetColumnInfo column;
-  column.name = std::move(name);
-  column.type = type;
-  column.logical = logical;
-  column.dictionary = std::move(dictionary);
-  return column;
-}
-
-ParquetColumnPage Integers(std::vector<uint8_t> defined, std::vector<int64_t> integers) {
-  ParquetColumnPage page;
-  page.defined = std::move(defined);
-  page.integers = std::move(integers);
-  return page;
-}
-
-ParquetColumnPage Reals(std::vector<uint8_t> defined, std::vector<double> reals) {
-  ParquetColumnPage page;
-  page.defined = std::move(defined);
-  page.reals = std::move(reals);
-  return page;
-}
-
-ParquetColumnPage Texts(std::vector<uint8_t> defined, std::string text,
-                        std::vector<uint32_t> ends) {
-  ParquetColumnPage page;
-  page.defined = std::move(defined);
-  page.text = std::move(text);
-  page.text_ends = std::move(ends);
-  return page;
-}
-
 std::string Varint(int64_t value) {
   std::string out;
   parquet::PutVarint(parquet::ZigZag(value), &out);
@@ -117,10 +83,11 @@ std::string DataHeader(int rows, int encoding, const std::string& stats) {
 }
 
 TEST(ParquetFileTest, DataPageBytes) {
-  const ParquetColumnInfo ints = Column("v", ParquetType::kInt32);
-  const ParquetColumnInfo reals = Column("r", ParquetType::kDouble);
-  const ParquetColumnInfo kinds = Column("k", ParquetType::kString, ParquetLogical::kString, {"b", "a", "c"});
-  const ParquetColumnInfo texts = Column("s", ParquetType::kString, ParquetLogical::kString);
+  const ParquetColumnInfo ints = {"v", ParquetType::kInt32};
+  const ParquetColumnInfo reals = {"r", ParquetType::kDouble};
+  const ParquetColumnInfo kinds = {"k", ParquetType::kString, ParquetLogical::kString,
+                                   {"b", "a", "c"}};
+  const ParquetColumnInfo texts = {"s", ParquetType::kString, ParquetLogical::kString};
   const struct {
     const char* what;
     const ParquetColumnInfo& column;
@@ -128,23 +95,28 @@ TEST(ParquetFileTest, DataPageBytes) {
     std::string data_header;
     std::string body;
   } cases[] = {
-      {"INT32 with a null", ints, Integers({1, 0, 1}, {7, -1}),
+      {"INT32 with a null", ints, {.defined = {1, 0, 1}, .integers = {7, -1}},
        DataHeader(3, 0, "\x36\x02\x28\x04\x07\x00\x00\x00\x18\x04\xFF\xFF\xFF\xFF\x00"s),
        "\x02\x00\x00\x00\x03\x05" "\x07\x00\x00\x00\xFF\xFF\xFF\xFF"s},
-      {"DOUBLE: NaN left out, zero max written as +0.0", reals, Reals({1, 1, 1, 1}, {kNaN, -0.0, 0.0, -kInf}),
-       DataHeader(4, 0, "\x36\x00\x28\x08"s + Double(0.0) + "\x18\x08" + Double(-kInf) + "\x36\x02\x00"s),
+      {"DOUBLE: NaN left out, zero max written as +0.0", reals,
+       {.defined = {1, 1, 1, 1}, .reals = {kNaN, -0.0, 0.0, -kInf}},
+       DataHeader(4, 0,
+                  "\x36\x00\x28\x08"s + Double(0.0) + "\x18\x08" + Double(-kInf) + "\x36\x02\x00"s),
        "\x02\x00\x00\x00\x03\x0F"s + Double(kNaN) + Double(-0.0) + Double(0.0) + Double(-kInf)},
-      {"DOUBLE: zero min written as -0.0", reals, Reals({1, 1}, {0.0, 2.0}),
-       DataHeader(2, 0, "\x36\x00\x28\x08"s + Double(2.0) + "\x18\x08" + Double(-0.0) + "\x36\x00\x00"s),
+      {"DOUBLE: zero min written as -0.0", reals, {.defined = {1, 1}, .reals = {0.0, 2.0}},
+       DataHeader(2, 0,
+                  "\x36\x00\x28\x08"s + Double(2.0) + "\x18\x08" + Double(-0.0) + "\x36\x00\x00"s),
        "\x02\x00\x00\x00\x03\x03"s + Double(0.0) + Double(2.0)},
-      {"DOUBLE: only NaN, no bounds", reals, Reals({1, 0}, {kNaN}),
+      {"DOUBLE: only NaN, no bounds", reals, {.defined = {1, 0}, .reals = {kNaN}},
        DataHeader(2, 0, "\x36\x02\x66\x02\x00"s), "\x02\x00\x00\x00\x03\x01"s + Double(kNaN)},
-      {"all null", ints, Integers({0, 0}, {}), DataHeader(2, 0, "\x36\x04\x00"s), "\x02\x00\x00\x00\x03\x00"s},
-      {"dictionary indices, bounds of the values", kinds, Integers({1, 0, 1, 1}, {2, 0, 2}),
+      {"all null", ints, {.defined = {0, 0}}, DataHeader(2, 0, "\x36\x04\x00"s),
+       "\x02\x00\x00\x00\x03\x00"s},
+      {"dictionary indices, bounds of the values", kinds,
+       {.defined = {1, 0, 1, 1}, .integers = {2, 0, 2}},
        DataHeader(4, 8, "\x36\x02\x28\x01" "c" "\x18\x01" "b" "\x00"s),
        "\x02\x00\x00\x00\x03\x0D" "\x02" "\x03\x22\x00"s},
       {"byte arrays, bytewise unsigned order", texts,
-       Texts({1, 1, 1}, "\xC3\xA9" "az", {2, 3, 4}),
+       {.defined = {1, 1, 1}, .text = "\xC3\xA9" "az", .text_ends = {2, 3, 4}},
        DataHeader(3, 0, "\x36\x00\x28\x02\xC3\xA9\x18\x01" "a" "\x00"s),
        "\x02\x00\x00\x00\x03\x07" "\x02\x00\x00\x00\xC3\xA9" "\x01\x00\x00\x00" "a"
        "\x01\x00\x00\x00" "z"s},
@@ -161,7 +133,7 @@ TEST(ParquetFileTest, DataPageBytes) {
 TEST(ParquetFileTest, DictionaryPageBytes) {
   std::string error;
   EncodedPage page = EncodeDictionaryPage(
-      Column("k", ParquetType::kString, ParquetLogical::kString, {"b", "", "c"}), &error);
+      {"k", ParquetType::kString, ParquetLogical::kString, {"b", "", "c"}}, &error);
   EXPECT_EQ(error, "");
   ExpectPage(page, 2, 7, "\x15\x06\x15\x00\x00"s,
              "\x01\x00\x00\x00" "b" "\x00\x00\x00\x00" "\x01\x00\x00\x00" "c"s, "dictionary");
@@ -169,8 +141,8 @@ TEST(ParquetFileTest, DictionaryPageBytes) {
 
 // A file without row groups: its header and footer, byte by byte.
 TEST(ParquetFileTest, FileWithoutRowGroups) {
-  ParquetFileAssembler file({Column("ts", ParquetType::kInt64, ParquetLogical::kTimestampNanosUtc),
-                             Column("name", ParquetType::kString, ParquetLogical::kString)},
+  ParquetFileAssembler file({{"ts", ParquetType::kInt64, ParquetLogical::kTimestampNanosUtc},
+                             {"name", ParquetType::kString, ParquetLogical::kString}},
                             "QorArc test");
   EXPECT_EQ(file.Header(), "PAR1");
   const std::string meta =
@@ -194,30 +166,33 @@ TEST(ParquetFileTest, FileWithoutRowGroups) {
 }
 
 TEST(ParquetFileTest, BadPages) {
-  const ParquetColumnInfo int32 = Column("v", ParquetType::kInt32);
-  const ParquetColumnInfo int64 = Column("v", ParquetType::kInt64);
-  const ParquetColumnInfo kinds = Column("k", ParquetType::kString, ParquetLogical::kString, {"a"});
-  const ParquetColumnInfo texts = Column("s", ParquetType::kString);
+  const ParquetColumnInfo int32 = {"v", ParquetType::kInt32};
+  const ParquetColumnInfo int64 = {"v", ParquetType::kInt64};
+  const ParquetColumnInfo kinds = {"k", ParquetType::kString, ParquetLogical::kString, {"a"}};
+  const ParquetColumnInfo texts = {"s", ParquetType::kString};
   const struct {
     const char* what;
     const ParquetColumnInfo& column;
     ParquetColumnPage page;
     const char* error;
   } cases[] = {
-      {"too few values", int64, Integers({1, 1}, {5}), "Parquet column \"v\": 1 values for 2 present rows"},
-      {"too many values", int64, Integers({0}, {5}), "Parquet column \"v\": 1 values for 0 present rows"},
-      {"a flag of 2", int64, Integers({2}, {5}), "Parquet column \"v\": a definition flag of 2, not 0 or 1"},
-      {"above INT32", int32, Integers({1}, {2147483648}),
+      {"too few values", int64, {.defined = {1, 1}, .integers = {5}},
+       "Parquet column \"v\": 1 values for 2 present rows"},
+      {"too many values", int64, {.defined = {0}, .integers = {5}},
+       "Parquet column \"v\": 1 values for 0 present rows"},
+      {"a flag of 2", int64, {.defined = {2}, .integers = {5}},
+       "Parquet column \"v\": a definition flag of 2, not 0 or 1"},
+      {"above INT32", int32, {.defined = {1}, .integers = {2147483648}},
        "Parquet column \"v\": 2147483648 does not fit INT32"},
-      {"below INT32", int32, Integers({1}, {-2147483649}),
+      {"below INT32", int32, {.defined = {1}, .integers = {-2147483649}},
        "Parquet column \"v\": -2147483649 does not fit INT32"},
-      {"index past the dictionary", kinds, Integers({1}, {1}),
+      {"index past the dictionary", kinds, {.defined = {1}, .integers = {1}},
        "Parquet column \"k\": dictionary index 1 outside 0..0"},
-      {"negative index", kinds, Integers({1}, {-1}),
+      {"negative index", kinds, {.defined = {1}, .integers = {-1}},
        "Parquet column \"k\": dictionary index -1 outside 0..0"},
-      {"text end past the text", texts, Texts({1}, "ab", {3}),
+      {"text end past the text", texts, {.defined = {1}, .text = "ab", .text_ends = {3}},
        "Parquet column \"s\": text end 3 outside 0..2"},
-      {"text ends going back", texts, Texts({1, 1}, "ab", {2, 1}),
+      {"text ends going back", texts, {.defined = {1, 1}, .text = "ab", .text_ends = {2, 1}},
        "Parquet column \"s\": text end 1 outside 2..2"},
   };
   for (const auto& c : cases) {
@@ -236,16 +211,16 @@ TEST(ParquetFileTest, BadColumns) {
     std::vector<ParquetColumnInfo> columns;
     const char* error;
   } cases[] = {
-      {"fine", {Column("a", T::kInt64, L::kTimestampNanosUtc), Column("b", T::kString, L::kString, {"x"})}, ""},
+      {"fine", {{"a", T::kInt64, L::kTimestampNanosUtc}, {"b", T::kString, L::kString, {"x"}}}, ""},
       {"no columns", {}, "a Parquet file needs at least one column"},
-      {"no name", {Column("", T::kInt64)}, "a Parquet column without a name"},
-      {"timestamp of INT32", {Column("t", T::kInt32, L::kTimestampNanosUtc)},
+      {"no name", {{"", T::kInt64}}, "a Parquet column without a name"},
+      {"timestamp of INT32", {{"t", T::kInt32, L::kTimestampNanosUtc}},
        "a Parquet timestamp column must be of type INT64 (column \"t\")"},
-      {"STRING of INT64", {Column("s", T::kInt64, L::kString)},
+      {"STRING of INT64", {{"s", T::kInt64, L::kString}},
        "a Parquet STRING column must hold byte arrays (column \"s\")"},
-      {"dictionary of DOUBLE", {Column("d", T::kDouble, L::kNone, {"1"})},
+      {"dictionary of DOUBLE", {{"d", T::kDouble, L::kNone, {"1"}}},
        "only a Parquet byte array column can have a dictionary (column \"d\")"},
-      {"same name twice", {Column("a", T::kInt64), Column("a", T::kDouble)}, "two Parquet columns named \"a\""},
+      {"same name twice", {{"a", T::kInt64}, {"a", T::kDouble}}, "two Parquet columns named \"a\""},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(CheckParquetColumns(c.columns), c.error) << c.what;
@@ -261,11 +236,11 @@ TEST(ParquetFileTest, BadColumns) {
 }
 
 TEST(ParquetFileTest, BadRowGroups) {
-  const std::vector<ParquetColumnInfo> columns = {Column("a", ParquetType::kInt64),
-                                                  Column("b", ParquetType::kInt64)};
+  const std::vector<ParquetColumnInfo> columns = {{"a", ParquetType::kInt64},
+                                                  {"b", ParquetType::kInt64}};
   std::string error;
-  EncodedPage one = EncodeDataPage(columns[0], Integers({1}, {1}), &error);
-  EncodedPage two = EncodeDataPage(columns[0], Integers({1, 0}, {1}), &error);
+  EncodedPage one = EncodeDataPage(columns[0], {.defined = {1}, .integers = {1}}, &error);
+  EncodedPage two = EncodeDataPage(columns[0], {.defined = {1, 0}, .integers = {1}}, &error);
   ASSERT_EQ(error, "");
   const struct {
     const char* what;
@@ -275,7 +250,8 @@ TEST(ParquetFileTest, BadRowGroups) {
   } cases[] = {
       {"before the header", false, {{one}, {one}}, "a Parquet row group before the file's header"},
       {"one column short", true, {{one}}, "a Parquet row group of 1 columns in a file of 2"},
-      {"row counts differ", true, {{one}, {two}}, "Parquet column \"b\": 2 rows in a row group of 1"},
+      {"row counts differ", true, {{one}, {two}},
+       "Parquet column \"b\": 2 rows in a row group of 1"},
       {"no pages", true, {{}, {}}, "Parquet column \"a\": a row group without rows"},
       {"a page that failed", true, {{one, EncodedPage()}, {two}},
        "Parquet column \"a\": a data page without rows"},

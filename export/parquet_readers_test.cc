@@ -36,24 +36,14 @@ std::vector<std::string> Kinds() {
   return kinds;  // 300 values: indices of 9 bits
 }
 
-ParquetColumnInfo Column(std::string name, ParquetType type, ParquetLogical logical,
-                         std::vector<std::string> dictionary = {}) {
-  ParquetColumnInfo column;
-  column.name = std::move(name);
-  column.type = type;
-  column.logical = logical;
-  column.dictionary = std::move(dictionary);
-  return column;
-}
-
 const std::vector<ParquetColumnInfo> kColumns = {
-    Column("ts", ParquetType::kInt64, ParquetLogical::kTimestampNanosUtc),
-    Column("i32", ParquetType::kInt32, ParquetLogical::kNone),
-    Column("i64", ParquetType::kInt64, ParquetLogical::kNone),
-    Column("real", ParquetType::kDouble, ParquetLogical::kNone),
-    Column("text", ParquetType::kString, ParquetLogical::kString),
-    Column("kind", ParquetType::kString, ParquetLogical::kString, Kinds()),
-    Column("raw", ParquetType::kString, ParquetLogical::kNone),  // bytes, not UTF-8
+    {"ts", ParquetType::kInt64, ParquetLogical::kTimestampNanosUtc},
+    {"i32", ParquetType::kInt32},
+    {"i64", ParquetType::kInt64},
+    {"real", ParquetType::kDouble},
+    {"text", ParquetType::kString, ParquetLogical::kString},
+    {"kind", ParquetType::kString, ParquetLogical::kString, Kinds()},
+    {"raw", ParquetType::kString},  // bytes, not UTF-8
 };
 
 struct Row {
@@ -258,7 +248,8 @@ TEST_F(ParquetReadersTest, FileWithoutRows) {
                 R"(["kind","VARCHAR"])", R"(["raw","BLOB"])"}));
   EXPECT_EQ(Read(path, "hyparquet", "schema"),
             (std::vector<std::string>{
-                R"(["ts","OPTIONAL INT64  {\"type\":\"TIMESTAMP\",\"isAdjustedToUTC\":true,\"unit\":\"NANOS\"}"])",
+                R"(["ts","OPTIONAL INT64  {\"type\":\"TIMESTAMP\",)"
+                R"(\"isAdjustedToUTC\":true,\"unit\":\"NANOS\"}"])",
                 R"(["i32","OPTIONAL INT32  "])", R"(["i64","OPTIONAL INT64  "])",
                 R"(["real","OPTIONAL DOUBLE  "])",
                 R"(["text","OPTIONAL BYTE_ARRAY UTF8 {\"type\":\"STRING\"}"])",
@@ -274,7 +265,7 @@ TEST_F(ParquetReadersTest, StatisticsDuckdbReads) {
   rows[1] = {5000, std::nullopt, 0, -0.0, std::nullopt, 1, ""};
   rows[2] = {1000, -7, std::nullopt, std::nullopt, "ab", std::nullopt, std::nullopt};
   rows[3] = {2000, std::nullopt, kMax64, 0.0, "\xC3\xA9", std::nullopt, "\x01"};
-  rows[4] = {std::nullopt, std::nullopt, std::nullopt, kNaN, std::nullopt, std::nullopt, std::nullopt};
+  rows[4].real = kNaN;
   std::string path = WriteFile(rows, {{3, 1}, {1}}, dir_.path() + "/stats.parquet");
   EXPECT_EQ(Read(path, "duckdb", "stats"),
             (std::vector<std::string>{
