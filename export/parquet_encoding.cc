@@ -1,7 +1,9 @@
 #include "export/parquet_encoding.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
+#include <limits>
 
 #include "export/parquet_format.h"
 #include "export/parquet_thrift.h"
@@ -82,11 +84,16 @@ size_t RunLength(std::span<const T> values, size_t i) {
   return j - i;
 }
 
+// A run counts at most 2^31 - 1 values, so that readers can keep the count in
+// a signed 32-bit number.
+constexpr size_t kMaxRunValues = std::numeric_limits<int32_t>::max();
+constexpr size_t kMaxBitPackedValues = kMaxRunValues / kBitPackedGroup * kBitPackedGroup;
+
 template <typename T>
 void EncodeHybrid(std::span<const T> values, int bit_width, std::string* out) {
   size_t i = 0;
   while (i < values.size()) {
-    size_t run = RunLength(values, i);
+    size_t run = std::min(RunLength(values, i), kMaxRunValues);
     if (run >= kBitPackedGroup) {
       PutRleRun(static_cast<uint64_t>(values[i]), run, bit_width, out);
       i += run;
@@ -96,7 +103,8 @@ void EncodeHybrid(std::span<const T> values, int bit_width, std::string* out) {
     size_t end = i;
     do {
       end += kBitPackedGroup;
-    } while (end < values.size() && RunLength(values, end) < kBitPackedGroup);
+    } while (end < values.size() && end - i < kMaxBitPackedValues &&
+             RunLength(values, end) < kBitPackedGroup);
     PutBitPacked(values, i, end, bit_width, out);
     i = end;
   }

@@ -22,7 +22,7 @@ class ParquetFileAssembler {
   // RowGroup() fails with its reason. `created_by` names the writing program.
   ParquetFileAssembler(std::vector<ParquetColumnInfo> columns, std::string created_by);
 
-  // "PAR1": the first bytes of the file.
+  // "PAR1": the first bytes of the file; asked for once, before anything else.
   std::string Header();
 
   // One row group from the encoded data pages of each column, in column
