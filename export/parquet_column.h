@@ -1,0 +1,55 @@
+// What the Parquet encoder is told about a column, and the values of one of
+// its pages as the caller collects them row by row.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qorarc {
+
+enum class ParquetType { kInt32, kInt64, kDouble, kString };
+enum class ParquetLogical { kNone, kTimestampNanosUtc, kString };
+
+// A column of the flat schema; every column is optional (nullable). Every
+// member has an initializer, so that a braced initializer may leave the
+// last ones out.
+struct ParquetColumnInfo {
+  std::string name = {};
+  ParquetType type = ParquetType::kInt64;
+  // kTimestampNanosUtc only on kInt64, kString only on kString.
+  ParquetLogical logical = ParquetLogical::kNone;
+  // kString only: a fixed dictionary for the whole file; the pages' values are
+  // then indices into it. Empty: PLAIN byte arrays.
+  std::vector<std::string> dictionary = {};
+};
+
+// One page of one column, filled by the caller row by row.
+struct ParquetColumnPage {
+  // One per row: 1 value present, 0 null.
+  std::vector<uint8_t> defined = {};
+  // The values of the present rows only: kInt32 and kInt64 values, or
+  // dictionary indices; kDouble values; the bytes of kString values without
+  // a dictionary, back to back, and where each ends in `text`.
+  std::vector<int64_t> integers = {};
+  std::vector<double> reals = {};
+  std::string text = {};
+  std::vector<uint32_t> text_ends = {};
+
+  // Empties the page and keeps its memory for the next one.
+  void Clear() {
+    defined.clear();
+    integers.clear();
+    reals.clear();
+    text.clear();
+    text_ends.clear();
+  }
+  int64_t rows() const { return static_cast<int64_t>(defined.size()); }
+};
+
+// Empty when the columns can be written, else why not: no columns, a column
+// without a name, a logical type its type cannot carry, a dictionary on a
+// column that is not kString.
+std::string CheckParquetColumns(const std::vector<ParquetColumnInfo>& columns);
+
+}  // namespace qorarc

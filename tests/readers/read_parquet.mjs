@@ -1,0 +1,121 @@
+// Reads a Parquet file with one of two independent readers and prints it in a
+// form both share, so that the export tests can compare every cell with
+// what they wrote:
+//
+//   node read_parquet.mjs FILE READER [MODE]
+//
+// READER: duckdb or hyparquet. MODE:
+//   rows (default)  one JSON array per row, the cells in column order: null;
+//                   64-bit integers and timestamps (integer nanoseconds) as
+//                   decimal strings, nothing lost above 2^53; other numbers as
+//                   JSON numbers (-0 as -0.0), "NaN", "Infinity", "-Infinity";
+//                   strings as JSON strings; byte arrays without a string
+//                   type as lowercase hex strings. DuckDB 1.5 has no type for
+//                   nanosecond timestamps in UTC and reads them as TIMESTAMP
+//                   WITH TIME ZONE, in whole microseconds.
+//   schema          one JSON array per column: its name and the reader's type.
+//   stats           one JSON array per column chunk: row group, column, null
+//                   count, min and max as the reader shows them.
+// A file the reader refuses: its message on standard error, status 1.
+import { readFileSync } from 'node:fs';
+
+function cellText(v) {
+  if (v === null || v === undefined) return 'null';
+  if (typeof v === 'bigint') return `"${v}"`;
+  if (typeof v === 'number') {
+    if (Number.isNaN(v)) return '"NaN"';
+    if (v === Infinity) return '"Infinity"';
+    if (v === -Infinity) return '"-Infinity"';
+    if (Object.is(v, -0)) return '-0.0';  // JSON.stringify and String drop the sign
+    return String(v);
+  }
+  if (typeof v === 'string') return JSON.stringify(v);
+  if (v instanceof Uint8Array) return JSON.stringify(Buffer.from(v).toString('hex'));
+  if (v instanceof Date) return JSON.stringify(v.toISOString());
+  throw new Error(`unexpected value ${String(v)} of type ${typeof v}`);
+}
+
+function printLine(cells) {
+  process.stdout.write(`[${cells.map(cellText).join(',')}]\n`);
+}
+
+function sqlText(s) {
+  return `'${s.replaceAll("'", "''")}'`;
+}
+
+function sqlName(s) {
+  return `"${s.replaceAll('"', '""')}"`;
+}
+
+async function readDuckdb(file, mode) {
+  const { DuckDBInstance } = await import('@duckdb/node-api');
+  const instance = await DuckDBInstance.create(':memory:');
+  const connection = await instance.connect();
+  const source = `read_parquet(${sqlText(file)})`;
+  const described = (await connection.runAndReadAll(`DESCRIBE SELECT * FROM ${source}`)).getRows();
+  if (mode === 'schema') {
+    for (const [name, type] of described) printLine([name, type]);
+  } else if (mode === 'stats') {
+    const result = await connection.runAndReadAll(
+      'SELECT row_group_id, path_in_schema, stats_null_count, stats_min_value, stats_max_value ' +
+      `FROM parquet_metadata(${sqlText(file)}) ORDER BY row_group_id, column_id`);
+    for (const row of result.getRows()) printLine(row);
+  } else {
+    // Values the JavaScript side would round or reshape are turned into text by DuckDB.
+    const select = described.map(([name, type]) => {
+      const column = sqlName(name);
+      if (type.startsWith('TIMESTAMP')) return `CAST(epoch_ns(${column}) AS VARCHAR)`;
+      if (type === 'BIGINT') return `CAST(${column} AS VARCHAR)`;
+      if (type === 'BLOB') return `lower(hex(${column}))`;
+      return column;
+    });
+    const result = await connection.runAndReadAll(`SELECT ${select.join(', ')} FROM ${source}`);
+    for (const row of result.getRows()) printLine(row);
+  }
+  connection.closeSync();
+  instance.closeSync();
+}
+
+async function readHyparquet(file, mode) {
+  const { parquetMetadata, parquetReadObjects } = await import('hyparquet');
+  const { compressors } = await import('hyparquet-compressors');
+  const bytes = readFileSync(file);
+  const buffer = bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.byteLength);
+  const metadata = parquetMetadata(buffer);
+  const leaves = metadata.schema.slice(1);
+  if (mode === 'schema') {
+    for (const e of leaves) {
+      const logical = e.logical_type ? JSON.stringify(e.logical_type) : '';
+      printLine([e.name, [e.repetition_type, e.type, e.converted_type ?? '', logical].join(' ')]);
+    }
+  } else if (mode === 'stats') {
+    metadata.row_groups.forEach((group, g) => {
+      for (const chunk of group.columns) {
+        const s = chunk.meta_data.statistics ?? {};
+        printLine([BigInt(g), chunk.meta_data.path_in_schema.join('.'), s.null_count,
+          s.min_value, s.max_value]);
+      }
+    });
+  } else {
+    const rows = await parquetReadObjects({
+      file: buffer,
+      compressors,
+      utf8: false,  // byte arrays without a string type stay bytes
+      parsers: { timestampFromNanoseconds: (nanos) => nanos },
+    });
+    for (const row of rows) printLine(leaves.map((e) => row[e.name]));
+  }
+}
+
+const [file, reader, mode = 'rows'] = process.argv.slice(2);
+const readers = { duckdb: readDuckdb, hyparquet: readHyparquet };
+if (!file || !readers[reader] || !['rows', 'schema', 'stats'].includes(mode)) {
+  process.stderr.write('usage: read_parquet.mjs FILE duckdb|hyparquet [rows|schema|stats]\n');
+  process.exit(2);
+}
+try {
+  await readers[reader](file, mode);
+} catch (e) {
+  process.stderr.write(`${reader}: ${e.message.split('\n')[0]}\n`);
+  process.exit(1);
+}
