@@ -3,7 +3,7 @@
 # present are left alone; the package lists are refreshed only when an install
 # fails without them.
 set -e
-packages="cmake g++ make rapidjson-dev libgtest-dev googletest libbenchmark-dev python3 dpkg-dev file groff-base lintian clang libclang-rt-14-dev sqlite3 python3-pandas jq"
+packages="cmake g++ make rapidjson-dev libgtest-dev googletest libbenchmark-dev python3 dpkg-dev file groff-base lintian clang libclang-rt-14-dev sqlite3 python3-pandas jq zlib1g-dev libzstd-dev zstd"
 missing=""
 for p in $packages; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "ok installed" || missing="$missing $p"
