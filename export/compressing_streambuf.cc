@@ -12,6 +12,7 @@ CompressingStreambuf::CompressingStreambuf(Compression kind, std::streambuf* sin
 }
 
 bool CompressingStreambuf::WriteToSink(const char* data, size_t size) {
+  unsynced_ = true;
   if (sink_->sputn(data, static_cast<std::streamsize>(size)) !=
       static_cast<std::streamsize>(size))
     failed_ = true;
@@ -40,6 +41,17 @@ CompressingStreambuf::int_type CompressingStreambuf::overflow(int_type c) {
   return c;
 }
 
+int CompressingStreambuf::sync() {
+  // A member filled by sputc() goes out now; compressed bytes that went to
+  // the sink since the last flush are flushed on.
+  if (pptr() == epptr() && pptr() != nullptr && !WritePending()) return -1;
+  if (unsynced_) {
+    unsynced_ = false;
+    if (sink_->pubsync() != 0) failed_ = true;
+  }
+  return failed_ ? -1 : 0;
+}
+
 std::streamsize CompressingStreambuf::xsputn(const char* s, std::streamsize n) {
   std::streamsize done = 0;
   while (done < n) {
@@ -50,6 +62,8 @@ std::streamsize CompressingStreambuf::xsputn(const char* s, std::streamsize n) {
     std::copy(s + done, s + done + step, pptr());
     pbump(static_cast<int>(step));
     done += step;
+    // A full member goes out at once, not with the next byte.
+    if (pptr() == epptr() && !WritePending()) return done;
   }
   return done;
 }

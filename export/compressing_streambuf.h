@@ -7,8 +7,10 @@
 //
 // A flush of the stream compresses nothing: the writers flush after every
 // piece of 64 KiB or less, and members that small would compress worse.
-// Plain bytes wait until a member is full or Finish() is called, so a reader
-// of the file sees it grow a member at a time.
+// Plain bytes wait until a member is full (it then goes out at once) or
+// Finish() is called, so a reader of a pipe or of the growing file sees it
+// grow a member at a time; a flush passes on to the sink only the members
+// already written.
 //
 // A compressor failure or a write to the file that falls short makes every
 // later write fail, so the stream's state tells it as for an uncompressed
@@ -52,6 +54,7 @@ class CompressingStreambuf : public std::streambuf {
  protected:
   int_type overflow(int_type c) override;
   std::streamsize xsputn(const char* s, std::streamsize n) override;
+  int sync() override;
 
  private:
   // Compresses the pending bytes, if any, into one member and writes it.
@@ -64,6 +67,7 @@ class CompressingStreambuf : public std::streambuf {
   std::vector<char> plain_;  // the put area: the member being collected
   std::string compressed_;   // reused for each member
   bool wrote_ = false;       // a member or block has gone to the sink
+  bool unsynced_ = false;  // bytes went to the sink since its last sync
   bool failed_ = false;
   bool finished_ = false;  // Finish() was called
 };
