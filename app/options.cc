@@ -104,8 +104,9 @@ bool ApplyValue(Options* options, Opt opt, std::string_view name, const std::str
     case Opt::kFromTime:
     case Opt::kUntilTime: {
       const bool from = opt == Opt::kFromTime;
-      if (ParseTimeValue(value, from ? "Start of the timespan is set to: " : "End of the timespan is set to: ",
-                         from ? &options->from_time : &options->until_time))
+      const char* label =
+          from ? "Start of the timespan is set to: " : "End of the timespan is set to: ";
+      if (ParseTimeValue(value, label, from ? &options->from_time : &options->until_time))
         return true;
       if (strict) RefusedValueLine(name, kTakesTime, value);
       return false;

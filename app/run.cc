@@ -228,7 +228,9 @@ int Run(int argc, char** argv) {
   auto status = [&](int code) { return code == 0 && unreadable ? kUnreadableStatus : code; };
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
-    auto write_empty = [&options](std::ostream* out) { MakeWriter(options, out)->WriteEmptyResult(); };
+    auto write_empty = [&options](std::ostream* out) {
+      MakeWriter(options, out)->WriteEmptyResult();
+    };
     if (!options.strict) {
       // The empty result goes to standard output, never to a file.
       write_empty(&std::cout);
@@ -236,8 +238,13 @@ int Run(int argc, char** argv) {
     }
     // Unattended runs: the -o file always holds this run's result, and the
     // status tells that nothing was found (unless worse happened).
-    int code = options.output_path.empty() ? (write_empty(&std::cout), FinishStandardOutput())
-                                           : WriteOutputFile(options.output_path, entries, write_empty);
+    int code;
+    if (options.output_path.empty()) {
+      write_empty(&std::cout);
+      code = FinishStandardOutput();
+    } else {
+      code = WriteOutputFile(options.output_path, entries, write_empty);
+    }
     code = status(code);
     return code == 0 ? kNothingFoundStatus : code;
   }

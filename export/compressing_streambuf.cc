@@ -13,8 +13,7 @@ CompressingStreambuf::CompressingStreambuf(Compression kind, std::streambuf* sin
 
 bool CompressingStreambuf::WriteToSink(const char* data, size_t size) {
   unsynced_ = true;
-  if (sink_->sputn(data, static_cast<std::streamsize>(size)) !=
-      static_cast<std::streamsize>(size))
+  if (sink_->sputn(data, static_cast<std::streamsize>(size)) != static_cast<std::streamsize>(size))
     failed_ = true;
   return !failed_;
 }

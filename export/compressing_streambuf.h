@@ -32,8 +32,7 @@ class CompressingStreambuf : public std::streambuf {
 
   // Writes to `sink`, which must outlive this buffer. `member_size` is for
   // tests.
-  CompressingStreambuf(Compression kind, std::streambuf* sink,
-                       size_t member_size = kMemberSize);
+  CompressingStreambuf(Compression kind, std::streambuf* sink, size_t member_size = kMemberSize);
   CompressingStreambuf(const CompressingStreambuf&) = delete;
   CompressingStreambuf& operator=(const CompressingStreambuf&) = delete;
 
@@ -67,7 +66,7 @@ class CompressingStreambuf : public std::streambuf {
   std::vector<char> plain_;  // the put area: the member being collected
   std::string compressed_;   // reused for each member
   bool wrote_ = false;       // a member or block has gone to the sink
-  bool unsynced_ = false;  // bytes went to the sink since its last sync
+  bool unsynced_ = false;    // bytes went to the sink since its last sync
   bool failed_ = false;
   bool finished_ = false;  // Finish() was called
 };
