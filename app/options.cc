@@ -17,10 +17,11 @@ enum class Opt {
   kHelp, kVerbose, kVersion, kScan, kCsv, kPretty, kItemCount, kItemTotalCount,
   kNoData, kNoEvents, kNoLog, kFromTime, kUntilTime, kFilterId, kColumnFilter,
   kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab, kJsonLines, kLongCsv,
+  kStrict,
 };
 
 struct OptionSpec {
-  std::string_view short_name;
+  std::string_view short_name;  // empty: none
   std::string_view long_name;
   bool takes_value;
   Opt opt;
@@ -51,13 +52,26 @@ constexpr OptionSpec kOptionTable[] = {
     {"-dtab", "--delimiter-tab", false, Opt::kTab},
     {"-jl", "--json-lines", false, Opt::kJsonLines},
     {"-lc", "--long-csv", false, Opt::kLongCsv},
+    {"", "--strict", false, Opt::kStrict},
 };
 
 const OptionSpec* FindOption(std::string_view arg) {
   for (const OptionSpec& spec : kOptionTable)
-    if (arg == spec.short_name || arg == spec.long_name) return &spec;
+    if ((arg == spec.short_name && !arg.empty()) || arg == spec.long_name) return &spec;
   return nullptr;
 }
+
+// The error line of --strict for a value `name` refuses: "Option '-ic'
+// takes a whole number, not '1e3'."
+void RefusedValueLine(std::string_view name, std::string_view takes, std::string_view value) {
+  ErrorLine("Option '" + std::string(name) + "' takes " + std::string(takes) + ", not '" +
+            std::string(value) + "'.");
+}
+
+constexpr std::string_view kTakesNumber = "a whole number";
+constexpr std::string_view kTakesList =
+    "a list of whole numbers and rising ranges such as 1..5,8,10..20";
+constexpr std::string_view kTakesTime = "a time such as '2019-12-31 23:59:59.5'";
 
 // Parses a time value; the verbose line shows the parsed time, or the text as
 // typed when it is refused. A warning-class result is accepted like success.
@@ -70,28 +84,46 @@ bool ParseTimeValue(std::string_view text, std::string_view label, int64_t* targ
   return accepted;
 }
 
-// Applies one value option; false when its value cannot be used.
-bool ApplyValue(Options* options, Opt opt, const std::string& value) {
+// Applies one value option, written `name`; false when its value cannot be
+// used.
+bool ApplyValue(Options* options, Opt opt, std::string_view name, const std::string& value) {
+  const bool strict = options->strict;
   switch (opt) {
     case Opt::kItemCount: {
       // A value without a leading number fails the parse instead of ending
       // the process.
-      if (!ParseLeadingInt(value, &options->item_count_limit)) return false;
+      if (strict ? !ParseWholeInt(value, &options->item_count_limit)
+                 : !ParseLeadingInt(value, &options->item_count_limit)) {
+        if (strict) RefusedValueLine(name, kTakesNumber, value);
+        return false;
+      }
       VerboseLine("Limit for count of items to be exported is set to " +
                   std::to_string(options->item_count_limit));
       return true;
     }
     case Opt::kFromTime:
-      return ParseTimeValue(value, "Start of the timespan is set to: ", &options->from_time);
-    case Opt::kUntilTime:
-      return ParseTimeValue(value, "End of the timespan is set to: ", &options->until_time);
+    case Opt::kUntilTime: {
+      const bool from = opt == Opt::kFromTime;
+      const char* label =
+          from ? "Start of the timespan is set to: " : "End of the timespan is set to: ";
+      if (ParseTimeValue(value, label, from ? &options->from_time : &options->until_time))
+        return true;
+      if (strict) RefusedValueLine(name, kTakesTime, value);
+      return false;
+    }
     case Opt::kFilterId:
-      if (ParseRanges(value, &options->id_ranges) == 0) return true;
-      ErrorLine("Parameter '--filter-id' is not valid.");
+      if (ParseRanges(value, &options->id_ranges, strict) == 0) return true;
+      if (strict)
+        RefusedValueLine(name, kTakesList, value);
+      else
+        ErrorLine("Parameter '--filter-id' is not valid.");
       return false;
     case Opt::kColumnFilter:
-      if (ParseRanges(value, &options->csv_column_ranges) == 0) return true;
-      ErrorLine("Parameter '--csv-column-filter' is not valid.");
+      if (ParseRanges(value, &options->csv_column_ranges, strict) == 0) return true;
+      if (strict)
+        RefusedValueLine(name, kTakesList, value);
+      else
+        ErrorLine("Parameter '--csv-column-filter' is not valid.");
       return false;
     case Opt::kCsvHeader:
       options->csv_header = std::regex_replace(value, std::regex("\\\\n"), "\n");
@@ -160,9 +192,29 @@ void ApplyFlag(Options* options, Opt opt) {
       options->delimiter_tab = true;
       VerboseLine("Delimiter for CSV columns set to tab.");
       break;
-    default:  // verbose mode was set by the first pass
+    default:  // verbose and strict mode were set by the first pass
       break;
   }
+}
+
+// With --strict, an argument that is no option where an option is expected;
+// false when it is refused, after its error line. "--opt=value" is refused
+// with what the option takes, anything else unknown as unrecognized; the
+// last argument is the archive name unless it begins with '-'.
+bool StrictUnknown(std::string_view arg, bool last) {
+  const size_t equals = arg.find('=');
+  const OptionSpec* spec =
+      arg.starts_with('-') && equals != std::string_view::npos ? FindOption(arg.substr(0, equals))
+                                                               : nullptr;
+  if (spec != nullptr) {
+    ErrorLine("Option '" + std::string(arg.substr(0, equals)) + "' takes " +
+              (spec->takes_value ? "its value as the next argument" : "no value") + ", not '" +
+              std::string(arg) + "'.");
+    return false;
+  }
+  if (last && !arg.starts_with('-')) return true;
+  ErrorLine("Unrecognized option '" + std::string(arg) + "'.");
+  return false;
 }
 
 // The second pass; false when parsing fails.
@@ -171,6 +223,7 @@ bool ParseArguments(int argc, char** argv, Options* options) {
     std::string_view arg = argv[i];
     const OptionSpec* spec = FindOption(arg);
     if (spec == nullptr) {
+      if (options->strict && !StrictUnknown(arg, i == argc - 1)) return false;
       if (i == argc - 1)
         options->archive_name = arg;
       else
@@ -190,9 +243,11 @@ bool ParseArguments(int argc, char** argv, Options* options) {
       if (spec->opt == Opt::kItemCount)
         VerboseLine("Limit for count of items to be exported is set to " +
                     std::to_string(options->item_count_limit));
+      if (options->strict)
+        ErrorLine("Option '" + std::string(arg) + "' takes a value as the next argument.");
       return false;
     }
-    if (!ApplyValue(options, spec->opt, argv[++i])) return false;
+    if (!ApplyValue(options, spec->opt, arg, argv[++i])) return false;
   }
   return true;
 }
@@ -207,6 +262,8 @@ Options ParseOptions(int argc, char** argv) {
       g_verbose = true;
       VerboseLine("Verbose mode enabled.");
     }
+    // Like verbose mode, strict mode governs the options before it too.
+    if (arg == "--strict") options.strict = true;
   }
   if (!ParseArguments(argc, argv, &options)) return options;
   if (options.help || options.version) {

@@ -33,12 +33,18 @@ struct Options {
   std::string input_path = "/qor/arc";
   std::string output_path;
   std::string csv_header;
+  // --strict: values read whole, unknown options refused, nothing found an
+  // error of its own (see run.cc).
+  bool strict = false;
   bool parsed = false;  // parsing ended successfully
 };
 
 // Parses the argument vector. Never exits; `parsed` tells success. Writes the
 // unrecognised-option warnings and range-list errors, and in verbose mode the
-// informational lines, to standard error.
+// informational lines, to standard error. With "--strict" anywhere, an
+// unknown option, an option written "--opt=value" and a number or range list
+// with anything after its value are errors too, each with a line that names
+// the option and what it takes.
 Options ParseOptions(int argc, char** argv);
 
 }  // namespace qorarc

@@ -74,6 +74,39 @@ TEST(ParseOptionsTest, ArchiveNameAndMessages) {
   }
 }
 
+// --strict, before or after the options it governs. The refusals of a
+// count and of lists, and an unknown option, are shown end to end
+// (tests/unattended_test.cc).
+TEST(ParseOptionsTest, Strict) {
+  struct Case {
+    const char* what;
+    std::vector<std::string> args;
+    std::string err;  // empty: parsed
+  };
+  const Case cases[] = {
+      {"whole values",
+       {"--strict", "-ic", "5", "-f", "-1,3..4", "-ccf", "0..1,", "-fn", "-x", "a"},
+       ""},
+      {"unknown option last", {"--strict", "--bogus"}, "Unrecognized option '--bogus'.\n"},
+      {"a word before the last", {"a", "b", "--strict"}, "Unrecognized option 'a'.\n"},
+      {"a switch with '='", {"--csv=yes", "--strict", "a"},
+       "Option '--csv' takes no value, not '--csv=yes'.\n"},
+      {"a backward column range", {"--csv-column-filter", "3..1", "--strict", "a"},
+       "Option '--csv-column-filter' takes a list of whole numbers and rising ranges such as "
+       "1..5,8,10..20, not '3..1'.\n"},
+      {"not a time", {"--strict", "-ft2", "yesterday", "a"},
+       "Option '-ft2' takes a time such as '2019-12-31 23:59:59.5', not 'yesterday'.\n"},
+      {"no value", {"--strict", "-o"}, "Option '-o' takes a value as the next argument.\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    const Parsed p = Parse(c.args);
+    EXPECT_EQ(p.options.parsed, c.err.empty());
+    EXPECT_TRUE(p.options.strict);
+    EXPECT_EQ(p.err, c.err);
+  }
+}
+
 TEST(ParseOptionsTest, DefaultsWithoutArguments) {
   const Options o = Parse({}).options;
   EXPECT_TRUE(o.parsed);

@@ -21,7 +21,16 @@ bool ParseLeadingInt(std::string_view text, int32_t* value) {
   return true;
 }
 
-int ParseRanges(std::string_view text, std::vector<IdRange>* list) {
+bool ParseWholeInt(std::string_view text, int32_t* value) {
+  const size_t digits = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
+  if (text.size() == digits) return false;
+  for (size_t i = digits; i < text.size(); ++i)
+    if (!std::isdigit(static_cast<unsigned char>(text[i]))) return false;
+  return ParseLeadingInt(text, value);
+}
+
+int ParseRanges(std::string_view text, std::vector<IdRange>* list, bool whole) {
+  auto parse_int = whole ? ParseWholeInt : ParseLeadingInt;
   size_t start = 0;
   while (start < text.size()) {
     size_t comma = text.find(',', start);
@@ -31,11 +40,11 @@ int ParseRanges(std::string_view text, std::vector<IdRange>* list) {
     IdRange range;
     size_t dots = element.find("..");
     if (dots == std::string_view::npos) {
-      if (!ParseLeadingInt(element, &range.first)) return -1;
+      if (!parse_int(element, &range.first)) return -1;
       range.last = range.first;
     } else {
-      if (!ParseLeadingInt(element.substr(0, dots), &range.first) ||
-          !ParseLeadingInt(element.substr(dots + 2), &range.last) || range.last < range.first)
+      if (!parse_int(element.substr(0, dots), &range.first) ||
+          !parse_int(element.substr(dots + 2), &range.last) || range.last < range.first)
         return -1;
     }
     list->push_back(range);

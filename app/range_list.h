@@ -13,12 +13,17 @@ namespace qorarc {
 // Parses a range list and appends its ranges to `*list` in the order given.
 // Returns 0 when the whole text is valid, -1 otherwise (the ranges before
 // the bad element stay appended). An empty text is valid and adds nothing; a
-// trailing "," adds nothing.
-int ParseRanges(std::string_view text, std::vector<IdRange>* list);
+// trailing "," adds nothing. Each number is read as ParseLeadingInt() reads
+// it, so "119-123" is 119; `whole` reads each as ParseWholeInt() instead.
+int ParseRanges(std::string_view text, std::vector<IdRange>* list, bool whole = false);
 
 // Reads a decimal integer from the leading characters of text as strtol does
 // (leading white space and one sign allowed, trailing text ignored). Returns
 // false when there is no leading number or it does not fit 32 bits.
 bool ParseLeadingInt(std::string_view text, int32_t* value);
+
+// Reads a decimal integer that is the whole text: an optional sign and
+// digits, nothing before or after, fitting 32 bits.
+bool ParseWholeInt(std::string_view text, int32_t* value);
 
 }  // namespace qorarc

@@ -40,5 +40,23 @@ TEST(ParseRangesTest, ParsesOrRefuses) {
   }
 }
 
+// --strict: every bound is the whole text of a number, or the list is
+// refused; a count is read the same way.
+TEST(ParseRangesTest, WholeNumbersOnly) {
+  const std::pair<const char*, int> cases[] = {
+      {"1..5,8,10..20", 0}, {"", 0},      {"1,2,", 0},   {"-3..+9", 0},        {"119-123", -1},
+      {"119;400", -1},      {"5x", -1},   {" 7", -1},    {"1..2..3", -1},      {"2147483648", -1}};
+  for (const auto& [text, result] : cases) {
+    std::vector<IdRange> list;
+    EXPECT_EQ(ParseRanges(text, &list, true), result) << text;
+  }
+  int32_t value = 7;
+  EXPECT_FALSE(ParseWholeInt("1e3", &value) || ParseWholeInt("+", &value) ||
+               ParseWholeInt("", &value));
+  EXPECT_EQ(value, 7);
+  EXPECT_TRUE(ParseWholeInt("-12", &value));
+  EXPECT_EQ(value, -12);
+}
+
 }  // namespace
 }  // namespace qorarc

@@ -18,6 +18,8 @@
 #include "archive/discovery.h"
 #include "archive/read_state.h"
 #include "core/messages.h"
+#include "export/block_compressor.h"
+#include "export/compressing_streambuf.h"
 #include "export/csv_writer.h"
 #include "export/item_processor.h"
 #include "export/json_lines_writer.h"
@@ -93,6 +95,9 @@ std::unique_ptr<Writer> MakeWriter(const Options& options, WriterTarget out) {
 // The exit status of a run that completed its document although some
 // archive data could not be read.
 constexpr int kUnreadableStatus = 2;
+// With --strict, the exit status of a run that found no archive file: no
+// file of the archive, none in the time span, none at all for --scan.
+constexpr int kNothingFoundStatus = 3;
 
 // Runs the writer over the files: the export document, or the scan listing.
 // Sets `*unreadable` when a file could not be read.
@@ -163,6 +168,35 @@ bool IsArchiveFile(const std::string& output, const std::vector<ArchiveFileEntry
   return false;
 }
 
+// Writes a document with `write` to the -o file: replaced whole when every
+// write succeeded, compressed when its name asks for it. Returns 0, or -1
+// after the error line.
+template <typename WriteFn>
+int WriteOutputFile(const std::string& path, const std::vector<ArchiveFileEntry>& entries,
+                    WriteFn write) {
+  OutputFile file;
+  if (IsArchiveFile(path, entries) || !file.Open(path)) {
+    ErrorLine("Failed to open file '" + path + "' for writing.");
+    return -1;
+  }
+  const Compression compression = CompressionOf(path);
+  if (compression == Compression::kNone) {
+    write(file.stream());
+  } else {
+    // Compressed on this thread, between the document's stream and the
+    // file's; a failure of either shows in the file's stream for Commit().
+    CompressingStreambuf compressor(compression, file.stream()->rdbuf());
+    std::ostream plain(&compressor);
+    write(&plain);
+    if (!compressor.Finish() || !plain) file.stream()->setstate(std::ios::badbit);
+  }
+  if (!file.Commit()) {
+    ErrorLine("Failed to write to '" + path + "'.");
+    return -1;
+  }
+  return 0;
+}
+
 }  // namespace
 
 int Run(int argc, char** argv) {
@@ -198,26 +232,34 @@ int Run(int argc, char** argv) {
   auto status = [&](int code) { return code == 0 && unreadable ? kUnreadableStatus : code; };
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
-    // The empty result always goes to standard output, never to a file.
-    MakeWriter(options, &std::cout)->writeEmptyResult();
-    return status(FinishStandardOutput());
+    auto write_empty = [&options](std::ostream* out) {
+      MakeWriter(options, out)->writeEmptyResult();
+    };
+    if (!options.strict) {
+      // The empty result goes to standard output, never to a file.
+      write_empty(&std::cout);
+      return status(FinishStandardOutput());
+    }
+    // Unattended runs: the -o file always holds this run's result, and the
+    // status tells that nothing was found (unless worse happened).
+    int code;
+    if (options.output_path.empty()) {
+      write_empty(&std::cout);
+      code = FinishStandardOutput();
+    } else {
+      code = WriteOutputFile(options.output_path, entries, write_empty);
+    }
+    code = status(code);
+    return code == 0 ? kNothingFoundStatus : code;
   }
 
   if (options.output_path.empty()) {
     WriteDocument(options, filter, entries, &std::cout, &unreadable);
     return status(FinishStandardOutput());
   }
-  OutputFile file;
-  if (IsArchiveFile(options.output_path, entries) || !file.Open(options.output_path)) {
-    ErrorLine("Failed to open file '" + options.output_path + "' for writing.");
-    return -1;
-  }
-  WriteDocument(options, filter, entries, file.stream(), &unreadable);
-  if (!file.Commit()) {
-    ErrorLine("Failed to write to '" + options.output_path + "'.");
-    return -1;
-  }
-  return status(0);
+  return status(WriteOutputFile(options.output_path, entries, [&](std::ostream* out) {
+    WriteDocument(options, filter, entries, out, &unreadable);
+  }));
 }
 
 }  // namespace qorarc

@@ -33,7 +33,7 @@ depends=$(dpkg-deb -f "$deb" Depends)
 # Each dependency up to its version, alternatives included.
 for name in $(echo "$depends" | tr ',|' '\n\n' | sed 's/(.*//'); do
   case $name in
-    libc6 | libstdc++6 | libgcc-s1) ;;
+    libc6 | libstdc++6 | libgcc-s1 | zlib1g | libzstd1) ;;
     *) fail "unexpected dependency '$name' in: $depends" ;;
   esac
 done
