@@ -166,7 +166,7 @@ void JsonLinesWriter::writeItem(const ExportItem& item) {
   if (item.value_count > 0) {
     out = CopyText(out, ",\"values\":[");
     LineValues values{out};
-    VisitValue(item.value, item.value_count, reading_, values);
+    VisitValue(item.value, item.value_count, kReading, values);
     out = values.out;
     *out++ = ']';
   }

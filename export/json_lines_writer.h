@@ -28,8 +28,9 @@ class JsonLinesWriter final : public Writer {
   void writeEmptyResult() override;
 
  private:
-  // The same elements as long CSV shows.
-  ValueReading reading_ = ValueReading::kShown;
+  // Elements read exactly, as long CSV and Parquet read them: Words and
+  // DWords unsigned, Large whole, the unnamed types as their integers.
+  static constexpr ValueReading kReading = ValueReading::kExact;
   DateTextCache dates_;
 };
 

@@ -87,7 +87,7 @@ void LongCsvWriter::writeItem(const ExportItem& item) {
   const size_t prefix_size = pending_.size - prefix_start;
 
   bool first = true;
-  ExpandRows(item, reading_, [&](const LongRow& row) {
+  ExpandRows(item, kReading, [&](const LongRow& row) {
     std::string_view text;
     if (row.cell == LongRow::Cell::kText) {
       const std::string_view raw = CutAtNul(row.text);

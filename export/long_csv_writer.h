@@ -34,8 +34,9 @@ class LongCsvWriter final : public Writer {
   void WriteHeader();
 
   char delimiter_;
-  // The same elements as JSON Lines shows.
-  ValueReading reading_ = ValueReading::kShown;
+  // Elements read exactly, as JSON Lines and Parquet read them: Words and
+  // DWords unsigned, Large whole, the unnamed types as their integers.
+  static constexpr ValueReading kReading = ValueReading::kExact;
   DateTextCache dates_;
   std::string text_;  // the repaired text of a string record
 };

@@ -24,8 +24,8 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
 // Archive "a": an item without a time stamp on 2000-01-01 (day 0, time 0),
-// then a day of every value category, the last nanosecond of the day and a
-// time of day past midnight.
+// then a day of every value category, values that only exact integers
+// carry, the last nanosecond of the day and a time of day past midnight.
 void WriteSample(const std::string& root) {
   ArchiveBuilder day0;
   day0.Day(0).Long(0, 13, 42).End();
@@ -40,8 +40,15 @@ void WriteSample(const std::string& root) {
       .Bool(TimeOfDay(10, 0, 5), 7, 1)
       .Bits(TimeOfDay(10, 0, 6), 8, 3, {0x05})
       .Array<uint64_t>(25, TimeOfDay(10, 0, 7), 9, {1, 2})
-      .Array<uint16_t>(27, TimeOfDay(10, 0, 8), 10, {3})
-      .DWord(TimeOfDay(23, 59, 59, 999'999'999), 11, 7)
+      .Array<uint16_t>(27, TimeOfDay(10, 0, 8), 10, {0xFFFD})
+      // Values only exact integers carry: above 2^53, above 2^31 unsigned,
+      // the unnamed 8- and 2-byte types as the integers of their bytes.
+      .Large(TimeOfDay(10, 0, 9), 14, 9'007'199'254'740'993)
+      .Array<int64_t>(26, TimeOfDay(10, 0, 10), 15, {-9'223'372'036'854'775'807, 1})
+      .Time(TimeOfDay(10, 0, 11), 16, 0xFFFF'FFFF'FFFF'FFFF)
+      .Array<uint32_t>(22, TimeOfDay(10, 0, 12), 17, {3'000'000'000})
+      .Error(TimeOfDay(10, 0, 13), 18, 0x8000)
+      .DWord(TimeOfDay(23, 59, 59, 999'999'999), 11, 4'294'967'295)
       .Long(TimeOfDay(25, 30, 0), 12, -5)
       .End();
   WriteArchiveFile(ArchiveFilePath(root, DayNumber(2019, 5, 3), "a"), b.bytes());
@@ -64,10 +71,21 @@ const std::string kLines[] = {
     R"({"ts":"2019-05-03T10:00:06.000000000Z","id":8,"class":"GrBool","type":"data",)"
     R"("values":[true,false,true]})",
     R"({"ts":"2019-05-03T10:00:07.000000000Z","id":9,"class":"GrTime","type":"data",)"
-    R"("values":[null,null]})",
+    R"("values":[1,2]})",
     R"({"ts":"2019-05-03T10:00:08.000000000Z","id":10,"class":"GrError","type":"data",)"
-    R"("values":[null]})",
-    R"({"ts":"2019-05-03T23:59:59.999999999Z","id":11,"class":"AlDWord","type":"data","values":[7]})",
+    R"("values":[-3]})",
+    R"({"ts":"2019-05-03T10:00:09.000000000Z","id":14,"class":"AlLarge","type":"data",)"
+    R"("values":[9007199254740993]})",
+    R"({"ts":"2019-05-03T10:00:10.000000000Z","id":15,"class":"GrLarge","type":"data",)"
+    R"("values":[-9223372036854775807,1]})",
+    R"({"ts":"2019-05-03T10:00:11.000000000Z","id":16,"class":"AlTime","type":"data",)"
+    R"("values":[-1]})",
+    R"({"ts":"2019-05-03T10:00:12.000000000Z","id":17,"class":"GrDWord","type":"data",)"
+    R"("values":[3000000000]})",
+    R"({"ts":"2019-05-03T10:00:13.000000000Z","id":18,"class":"AlError","type":"data",)"
+    R"("values":[-32768]})",
+    R"({"ts":"2019-05-03T23:59:59.999999999Z","id":11,"class":"AlDWord","type":"data",)"
+    R"("values":[4294967295]})",
     R"({"ts":"2019-05-04T01:30:00.000000000Z","id":12,"class":"AlLong","type":"data","values":[-5]})",
 };
 
@@ -87,10 +105,16 @@ const char kLongCsv[] =
     "2019-05-03T10:00:06.000000000Z,8,GrBool,data,,0,1,\n"
     "2019-05-03T10:00:06.000000000Z,8,GrBool,data,,1,0,\n"
     "2019-05-03T10:00:06.000000000Z,8,GrBool,data,,2,1,\n"
-    "2019-05-03T10:00:07.000000000Z,9,GrTime,data,,0,,\n"
-    "2019-05-03T10:00:07.000000000Z,9,GrTime,data,,1,,\n"
-    "2019-05-03T10:00:08.000000000Z,10,GrError,data,,0,,\n"
-    "2019-05-03T23:59:59.999999999Z,11,AlDWord,data,,0,7,\n"
+    "2019-05-03T10:00:07.000000000Z,9,GrTime,data,,0,1,\n"
+    "2019-05-03T10:00:07.000000000Z,9,GrTime,data,,1,2,\n"
+    "2019-05-03T10:00:08.000000000Z,10,GrError,data,,0,-3,\n"
+    "2019-05-03T10:00:09.000000000Z,14,AlLarge,data,,0,9007199254740993,\n"
+    "2019-05-03T10:00:10.000000000Z,15,GrLarge,data,,0,-9223372036854775807,\n"
+    "2019-05-03T10:00:10.000000000Z,15,GrLarge,data,,1,1,\n"
+    "2019-05-03T10:00:11.000000000Z,16,AlTime,data,,0,-1,\n"
+    "2019-05-03T10:00:12.000000000Z,17,GrDWord,data,,0,3000000000,\n"
+    "2019-05-03T10:00:13.000000000Z,18,AlError,data,,0,-32768,\n"
+    "2019-05-03T23:59:59.999999999Z,11,AlDWord,data,,0,4294967295,\n"
     "2019-05-04T01:30:00.000000000Z,12,AlLong,data,,0,-5,\n";
 
 std::string Lines(size_t first, size_t end) {
@@ -130,9 +154,9 @@ TEST_P(LineFormatsTest, Exports) {
 INSTANTIATE_TEST_SUITE_P(
     Runs, LineFormatsTest,
     ::testing::Values(
-        RunCase{"JsonLines", {"-jl", "a"}, Lines(0, 12), ""},
+        RunCase{"JsonLines", {"-jl", "a"}, Lines(0, 17), ""},
         RunCase{"JsonLinesWinsOverEveryFormatAndIgnoresTheirOptions",
-                {"-lc", "-cf", "--json-lines", "-dscl", "-p", "-itc", "a"}, Lines(0, 12), ""},
+                {"-lc", "-cf", "--json-lines", "-dscl", "-p", "-itc", "a"}, Lines(0, 17), ""},
         RunCase{"JsonLinesCountAndIds", {"-jl", "-f", "3..12", "-ic", "2", "a"}, Lines(1, 3), ""},
         RunCase{"JsonLinesNothingFound", {"-jl", "nothing"}, "", kNotFound},
         RunCase{"LongCsv", {"--long-csv", "a"}, kLongCsv, ""},
@@ -158,7 +182,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "Name of the archive: 'a'\n"
                 "Exporting data from '@arc/2019/2019-05/2019-05-03_a.rea'.\n"},
         RunCase{"WholeLastDay", {"-jl", "-ft1", "2019-05-03", "-ft2", "2019-05-03 23:59:59.999999999",
-                 "-f", "11,12", "a"}, Lines(10, 11), ""}),
+                 "-f", "11,12", "a"}, Lines(15, 16), ""}),
     [](const ::testing::TestParamInfo<RunCase>& info) { return std::string(info.param.name); });
 
 // Random archives with every kind of item, NaN and infinite reals, text
