@@ -108,7 +108,10 @@ void PrintHelp(std::ostream* out_stream) {
         {"", "time stamps in full nanoseconds"},
         {"-lc, --long-csv", "exports CSV with a header and one row per value,"},
         {"", "quoted where needed; the delimiter options apply"},
-        {"", "--json-lines wins over --long-csv, which wins over --csv"}}},
+        {"-pq, --parquet", "exports the rows of --long-csv, typed, as a Parquet file"},
+        {"", "(to a file with -o, or to standard output that is no terminal)"},
+        {"", "--parquet wins over --json-lines, which wins over --long-csv,"},
+        {"", "which wins over --csv"}}},
   };
   bool first = true;
   for (const HelpSection& section : sections) {

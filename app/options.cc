@@ -16,7 +16,7 @@ namespace {
 enum class Opt {
   kHelp, kVerbose, kVersion, kScan, kCsv, kPretty, kItemCount, kItemTotalCount,
   kNoData, kNoEvents, kNoLog, kFromTime, kUntilTime, kFilterId, kColumnFilter,
-  kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab, kJsonLines, kLongCsv,
+  kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab, kJsonLines, kLongCsv, kParquet,
   kStrict,
 };
 
@@ -52,6 +52,7 @@ constexpr OptionSpec kOptionTable[] = {
     {"-dtab", "--delimiter-tab", false, Opt::kTab},
     {"-jl", "--json-lines", false, Opt::kJsonLines},
     {"-lc", "--long-csv", false, Opt::kLongCsv},
+    {"-pq", "--parquet", false, Opt::kParquet},
     {"", "--strict", false, Opt::kStrict},
 };
 
@@ -159,6 +160,10 @@ void ApplyFlag(Options* options, Opt opt) {
     case Opt::kLongCsv:
       options->long_csv = true;
       VerboseLine("Export to long CSV enabled.");
+      break;
+    case Opt::kParquet:
+      options->parquet = true;
+      VerboseLine("Export to Parquet enabled.");
       break;
     case Opt::kPretty:
       options->pretty_print = true;

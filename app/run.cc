@@ -1,6 +1,7 @@
 #include "app/run.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <iostream>
@@ -26,6 +27,7 @@
 #include "export/json_writer.h"
 #include "export/long_csv_writer.h"
 #include "export/parallel_output.h"
+#include "export/parquet_writer.h"
 
 namespace qorarc {
 namespace {
@@ -84,6 +86,7 @@ int32_t DelimiterOf(const Options& options) {
 // The writer of an export document on `out`. Of several format switches,
 // JSON Lines wins over long CSV, and long CSV over CSV.
 std::unique_ptr<Writer> MakeWriter(const Options& options, WriterTarget out) {
+  if (options.parquet) return std::make_unique<ParquetWriter>(out, ExportThreads());
   if (options.json_lines) return std::make_unique<JsonLinesWriter>(out);
   if (options.long_csv) return std::make_unique<LongCsvWriter>(out, DelimiterOf(options));
   if (options.csv)
@@ -112,7 +115,9 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   std::unique_ptr<Writer> writer = MakeWriter(options, &text);
   // One thread writes as it reads; more format batches of items in worker
   // threads, with the same bytes as a result.
-  const int threads = ExportThreads();
+  // Parquet encodes its pages in threads of its own; the items reach it in
+  // order from this thread.
+  const int threads = options.parquet ? 1 : ExportThreads();
   std::unique_ptr<ItemOutput> output;
   if (threads > 1) {
     ParallelOutput::Settings settings;
@@ -213,6 +218,18 @@ int Run(int argc, char** argv) {
   if (options.version) {
     PrintVersion();
     return FinishStandardOutput();
+  }
+  if (options.parquet && !options.scan) {
+    // A binary file: never onto a terminal, never compressed a second time.
+    if (options.output_path.empty() && isatty(STDOUT_FILENO)) {
+      ErrorLine("A Parquet file is not written to a terminal: name a file with '-o', or redirect "
+                "standard output.");
+      return 1;
+    }
+    if (CompressionOf(options.output_path) != Compression::kNone) {
+      ErrorLine("A Parquet file is compressed inside: name the '-o' file without '.gz' or '.zst'.");
+      return 1;
+    }
   }
   ItemFilter filter = MakeFilter(options);
   if (!options.scan && filter.archive_name.empty()) {

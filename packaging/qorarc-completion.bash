@@ -30,7 +30,7 @@ _qorarc() {
         -itc --item-total-count -cf --csv -ch --csv-header
         -ccf --csv-column-filter -dscl --delimiter-semicol
         -dspc --delimiter-space -dtab --delimiter-tab
-        -jl --json-lines -lc --long-csv --strict"
+        -jl --json-lines -lc --long-csv -pq --parquet --strict"
     COMPREPLY=()
 
     case $prev in

@@ -1,0 +1,262 @@
+#include "export/parquet_writer.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "archive/archive_format.h"
+#include "core/time_base.h"
+#include "export/record_texts.h"
+#include "export/utf8_text.h"
+
+namespace qorarc {
+namespace {
+
+enum Column : size_t { kTs, kId, kClass, kType, kLevel, kIndex, kValue, kIntValue, kText };
+
+// Nanoseconds from 1970-01-01, where Parquet's time stamps count from, to
+// the archive's time base.
+constexpr int64_t kBaseSinceUnixEpoch =
+    int64_t{kTimeBase.time_since_epoch().count()} * kNanosPerDay;
+
+// The distinct texts of a table of static texts, in the order they first
+// appear: every class, type and level text an item can have.
+template <typename Text>
+std::vector<std::string> Distinct(int n, Text text) {
+  std::vector<std::string> texts;
+  for (int i = 0; i < n; ++i) {
+    const std::string t(text(i));
+    if (!t.empty() && std::find(texts.begin(), texts.end(), t) == texts.end()) texts.push_back(t);
+  }
+  return texts;
+}
+
+void Null(ParquetColumnPage* column) { column->defined.push_back(0); }
+void Integer(ParquetColumnPage* column, int64_t v) {
+  column->defined.push_back(1);
+  column->integers.push_back(v);
+}
+void Real(ParquetColumnPage* column, double v) {
+  column->defined.push_back(1);
+  column->reals.push_back(v);
+}
+
+}  // namespace
+
+struct ParquetWriter::Page {
+  std::array<ParquetColumnPage, kColumns> columns;
+  std::array<EncodedPage, kColumns> encoded;
+  std::string error;  // why a column could not be encoded
+  bool done = false;  // guarded by mutex_
+
+  int64_t rows() const { return columns[0].rows(); }
+  void Clear() {
+    for (ParquetColumnPage& column : columns) column.Clear();
+    for (EncodedPage& page : encoded) page = EncodedPage{};
+    error.clear();
+  }
+};
+
+std::vector<ParquetColumnInfo> ParquetWriter::Columns() {
+  const auto types = Distinct(256, [](int t) { return TypeText(static_cast<uint8_t>(t)); });
+  const auto levels = Distinct(256, [](int c) { return LevelText(static_cast<uint8_t>(c)); });
+  const auto classes = Distinct(32, [](int code) { return ClassText(code); });
+  return {
+      {"ts", ParquetType::kInt64, ParquetLogical::kTimestampNanosUtc},
+      {"id", ParquetType::kInt32},
+      {"class", ParquetType::kString, ParquetLogical::kString, classes},
+      {"type", ParquetType::kString, ParquetLogical::kString, types},
+      {"level", ParquetType::kString, ParquetLogical::kString, levels},
+      {"index", ParquetType::kInt32},
+      {"value", ParquetType::kDouble},
+      {"int_value", ParquetType::kInt64},
+      {"text", ParquetType::kString, ParquetLogical::kString},
+  };
+}
+
+ParquetWriter::ParquetWriter(WriterTarget out, int threads)
+    : Writer(out),
+      columns_(Columns()),
+      file_(columns_, "QorArc"),
+      threads_(threads < 1 ? 1 : threads),
+      current_(std::make_unique<Page>()),
+      group_(kColumns) {
+  for (size_t k = 0; k < 3; ++k) {
+    const std::vector<std::string>& dictionary = columns_[kClass + k].dictionary;
+    for (size_t i = 0; i < dictionary.size(); ++i)
+      indices_[k].emplace(dictionary[i], static_cast<int64_t>(i));
+  }
+}
+
+ParquetWriter::~ParquetWriter() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stopping_ = true;
+  }
+  work_ready_.notify_all();
+  for (std::thread& encoder : encoders_) encoder.join();
+}
+
+void ParquetWriter::beginDocument() { Put(file_.Header()); }
+
+void ParquetWriter::writeItem(const ExportItem& item) {
+  const int64_t ts = item.timestamp == 0 ? 0 : item.timestamp + kBaseSinceUnixEpoch;
+  std::array<int64_t, 3> texts;
+  const std::string_view names[3] = {item.class_name, item.type_name, item.level};
+  for (size_t k = 0; k < 3; ++k) {
+    const auto found = indices_[k].find(names[k]);
+    texts[k] = found == indices_[k].end() ? -1 : found->second;
+  }
+  ExpandRows(item, ValueReading::kExact,
+             [&](const LongRow& row) { AddRow(item, ts, texts, row); });
+}
+
+void ParquetWriter::AddRow(const ExportItem& item, int64_t ts, const std::array<int64_t, 3>& texts,
+                           const LongRow& row) {
+  std::array<ParquetColumnPage, kColumns>& c = current_->columns;
+  if (item.timestamp == 0) Null(&c[kTs]); else Integer(&c[kTs], ts);
+  if (item.id < 0) Null(&c[kId]); else Integer(&c[kId], item.id);
+  for (size_t k = 0; k < 3; ++k) {
+    if (texts[k] < 0) Null(&c[kClass + k]); else Integer(&c[kClass + k], texts[k]);
+  }
+  if (row.index < 0) Null(&c[kIndex]); else Integer(&c[kIndex], row.index);
+  switch (row.cell) {
+    case LongRow::Cell::kFlag:
+    case LongRow::Cell::kInteger: {
+      const int64_t v = row.cell == LongRow::Cell::kFlag ? int64_t{row.flag} : row.integer;
+      Real(&c[kValue], static_cast<double>(v));
+      Integer(&c[kIntValue], v);
+      break;
+    }
+    case LongRow::Cell::kReal:
+      Real(&c[kValue], row.real);
+      Null(&c[kIntValue]);
+      break;
+    default:
+      Null(&c[kValue]);
+      Null(&c[kIntValue]);
+  }
+  const std::string_view raw = row.cell == LongRow::Cell::kText ? CutAtNul(row.text) : "";
+  if (raw.empty()) {
+    Null(&c[kText]);
+  } else {
+    text_.resize(kMaxRepairGrowth * raw.size());
+    const size_t n = static_cast<size_t>(CopyValidUtf8(text_.data(), raw) - text_.data());
+    c[kText].defined.push_back(1);
+    c[kText].text.append(text_.data(), n);
+    c[kText].text_ends.push_back(static_cast<uint32_t>(c[kText].text.size()));
+  }
+  if (current_->rows() >= kPageRows) Submit();
+}
+
+void ParquetWriter::Submit() {
+  if (!encoders_started_) StartEncoders();
+  Page* page = current_.get();
+  in_flight_.push_back(std::move(current_));
+  if (encoders_.empty()) {
+    Encode(page);  // no worker: this thread encodes
+  } else {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      page->done = false;
+      todo_.push_back(page);
+    }
+    work_ready_.notify_one();
+  }
+  if (spare_.empty()) {
+    current_ = std::make_unique<Page>();
+  } else {
+    current_ = std::move(spare_.back());
+    spare_.pop_back();
+  }
+  while (in_flight_.size() >= kMaxPagesInFlight || (encoders_.empty() && !in_flight_.empty()))
+    CollectOldest();
+}
+
+void ParquetWriter::CollectOldest() {
+  Page& page = *in_flight_.front();
+  if (!encoders_.empty()) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    page_done_.wait(lock, [&page] { return page.done; });
+  }
+  if (!page.error.empty()) throw std::runtime_error("Parquet page not written: " + page.error);
+  for (size_t k = 0; k < kColumns; ++k) group_[k].push_back(std::move(page.encoded[k]));
+  page.Clear();
+  spare_.push_back(std::move(in_flight_.front()));
+  in_flight_.pop_front();
+  if (++group_pages_ == kRowGroupPages) WriteRowGroup();
+}
+
+void ParquetWriter::WriteRowGroup() {
+  std::string error;
+  const std::string bytes = file_.RowGroup(group_, &error);
+  if (!error.empty()) throw std::runtime_error("Parquet row group not written: " + error);
+  Put(bytes);
+  for (std::vector<EncodedPage>& pages : group_) pages.clear();
+  group_pages_ = 0;
+}
+
+void ParquetWriter::endDocument(int32_t /*total*/) {
+  if (current_->rows() > 0) Submit();
+  while (!in_flight_.empty()) CollectOldest();
+  if (group_pages_ > 0) WriteRowGroup();
+  Put(file_.Footer());
+  flush();
+}
+
+void ParquetWriter::writeEmptyResult() {
+  Put(file_.Header());
+  Put(file_.Footer());
+  flush();
+}
+
+void ParquetWriter::Put(std::string_view bytes) {
+  // In pieces, so that the pending text stays one piece large.
+  while (!bytes.empty()) {
+    const std::string_view part = bytes.substr(0, PendingText::kPieceSize);
+    pending_.SetEnd(CopyText(pending_.Reserve(part.size()), part));
+    pending_.ItemDone();
+    bytes.remove_prefix(part.size());
+  }
+}
+
+void ParquetWriter::Encode(Page* page) const {
+  for (size_t k = 0; k < kColumns && page->error.empty(); ++k)
+    page->encoded[k] = EncodeDataPage(columns_[k], page->columns[k], &page->error);
+}
+
+void ParquetWriter::StartEncoders() {
+  // A thread the system refuses is done without, down to none: then this
+  // thread encodes every page.
+  encoders_started_ = true;
+  const int wanted = std::min<int>(threads_ - 1, static_cast<int>(kMaxPagesInFlight));
+  for (int i = 0; i < wanted; ++i) {
+    try {
+      encoders_.emplace_back(&ParquetWriter::RunEncoder, this);
+    } catch (const std::system_error&) {
+      break;
+    }
+  }
+}
+
+void ParquetWriter::RunEncoder() {
+  for (;;) {
+    Page* page = nullptr;
+    {
+      std::unique_lock<std::mutex> lock(mutex_);
+      work_ready_.wait(lock, [this] { return stopping_ || !todo_.empty(); });
+      if (stopping_) return;
+      page = todo_.front();
+      todo_.pop_front();
+    }
+    Encode(page);
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      page->done = true;
+    }
+    page_done_.notify_all();
+  }
+}
+
+}  // namespace qorarc

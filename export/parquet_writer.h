@@ -1,0 +1,107 @@
+// The Parquet writer (-pq): the rows of long CSV (export/long_rows.h), typed,
+// in a columnar file that analytic engines read natively:
+//
+//   ts        INT64 timestamp, nanoseconds, UTC-adjusted; null without one
+//   id        INT32; null when the item has none
+//   class     string, dictionary-encoded; null when empty
+//   type      string, dictionary-encoded; null when empty
+//   level     string, dictionary-encoded; null when empty
+//   index     INT32; null where long CSV leaves it empty
+//   value     DOUBLE: reals, and every integer or flag element as a double;
+//             NaN and infinities as they are
+//   int_value INT64: the exact integer of every integer, flag and raw
+//             element; null for reals
+//   text      string: a log message, repaired to UTF-8 as long CSV repairs
+//             it; null where long CSV leaves it empty
+//
+// A cell that long CSV leaves empty is null here. Rows go into pages of
+// kPageRows rows and row groups of kRowGroupPages pages, cut by row count
+// alone, so the file is the same for any number of threads: pages are
+// encoded and compressed (ZSTD) by worker threads, and row groups are
+// written in order by the thread that writes the items.
+#pragma once
+
+#include <array>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "export/export_item.h"
+#include "export/long_rows.h"
+#include "export/parquet_file.h"
+#include "export/writer.h"
+
+namespace qorarc {
+
+class ParquetWriter final : public Writer {
+ public:
+  static constexpr int64_t kPageRows = 64 * 1024;
+  static constexpr size_t kRowGroupPages = 16;  // 1,048,576 rows
+  // Pages being filled, encoded or waiting for their row group: bounds the
+  // memory of an export whatever the number of threads.
+  static constexpr size_t kMaxPagesInFlight = 6;
+  static constexpr size_t kColumns = 9;
+
+  // `threads`: threads that encode pages, this one included; 1 encodes here.
+  ParquetWriter(WriterTarget out, int threads);
+  ~ParquetWriter() override;
+
+  // "PAR1".
+  void beginDocument() override;
+  void writeItem(const ExportItem& item) override;
+  // The last pages and row group, then the footer; flush(). No total.
+  void endDocument(int32_t total) override;
+  // A valid file of the schema and no rows.
+  void writeEmptyResult() override;
+
+  // The columns, in file order.
+  static std::vector<ParquetColumnInfo> Columns();
+
+ private:
+  struct Page;
+
+  void AddRow(const ExportItem& item, int64_t ts, const std::array<int64_t, 3>& texts,
+              const LongRow& row);
+  // Hands the page being filled to the encoders.
+  void Submit();
+  // Waits for the oldest page in flight and adds it to the row group.
+  void CollectOldest();
+  void WriteRowGroup();
+  // Bytes of the file, through the pending text in pieces.
+  void Put(std::string_view bytes);
+  void Encode(Page* page) const;
+  void RunEncoder();
+  void StartEncoders();
+
+  std::vector<ParquetColumnInfo> columns_;
+  ParquetFileAssembler file_;
+  // Dictionary index of each class, type and level text.
+  std::array<std::unordered_map<std::string_view, int64_t>, 3> indices_;
+  std::string text_;  // a log message repaired
+
+  int threads_;
+  std::unique_ptr<Page> current_;
+  std::deque<std::unique_ptr<Page>> in_flight_;  // in file order
+  std::vector<std::unique_ptr<Page>> spare_;
+  std::vector<std::vector<EncodedPage>> group_;  // the row group's pages by column
+  size_t group_pages_ = 0;
+
+  // Encoders: `mutex_` guards `todo_`, `stopping_` and each page's `done`;
+  // a page on `todo_` belongs to the encoder that takes it until `done`.
+  std::mutex mutex_;
+  std::condition_variable work_ready_;
+  std::condition_variable page_done_;
+  std::deque<Page*> todo_;
+  bool stopping_ = false;
+  bool encoders_started_ = false;
+  std::vector<std::thread> encoders_;
+};
+
+}  // namespace qorarc
