@@ -16,6 +16,8 @@
 //   schema          one JSON array per column: its name and the reader's type.
 //   stats           one JSON array per column chunk: row group, column, null
 //                   count, min and max as the reader shows them.
+//   count-csv       (duckdb) FILE is long CSV: the number of rows loaded.
+//   count-json      (duckdb) FILE is JSON Lines: the number of rows loaded.
 // A file the reader refuses: its message on standard error, status 1.
 import { readFileSync } from 'node:fs';
 
@@ -51,6 +53,17 @@ async function readDuckdb(file, mode) {
   const { DuckDBInstance } = await import('@duckdb/node-api');
   const instance = await DuckDBInstance.create(':memory:');
   const connection = await instance.connect();
+  if (mode === 'count-csv' || mode === 'count-json') {
+    // The text formats, loaded as a user would: the rows DuckDB reads.
+    const source = mode === 'count-csv'
+      ? `read_csv(${sqlText(file)}, header = true, all_varchar = true)`
+      : `read_json(${sqlText(file)}, format = 'newline_delimited')`;
+    const result = await connection.runAndReadAll(`SELECT count(*) FROM ${source}`);
+    printLine([Number(result.getRows()[0][0])]);
+    connection.closeSync();
+    instance.closeSync();
+    return;
+  }
   const source = `read_parquet(${sqlText(file)})`;
   const described = (await connection.runAndReadAll(`DESCRIBE SELECT * FROM ${source}`)).getRows();
   if (mode === 'schema') {
@@ -109,8 +122,11 @@ async function readHyparquet(file, mode) {
 
 const [file, reader, mode = 'rows'] = process.argv.slice(2);
 const readers = { duckdb: readDuckdb, hyparquet: readHyparquet };
-if (!file || !readers[reader] || !['rows', 'schema', 'stats'].includes(mode)) {
-  process.stderr.write('usage: read_parquet.mjs FILE duckdb|hyparquet [rows|schema|stats]\n');
+const modes = ['rows', 'schema', 'stats', 'count-csv', 'count-json'];
+if (!file || !readers[reader] || !modes.includes(mode) ||
+    (mode.startsWith('count') && reader !== 'duckdb')) {
+  process.stderr.write(
+    'usage: read_parquet.mjs FILE duckdb|hyparquet [rows|schema|stats|count-csv|count-json]\n');
   process.exit(2);
 }
 try {
