@@ -103,10 +103,11 @@ constexpr int kUnreadableStatus = 2;
 constexpr int kNothingFoundStatus = 3;
 
 // Runs the writer over the files: the export document, or the scan listing.
-// Sets `*unreadable` when a file could not be read.
+// Sets `*unreadable` when a file could not be read. `compressor`: the
+// stream's, when it compresses, for the threads to compress blocks for.
 void WriteDocument(const Options& options, const ItemFilter& filter,
                    const std::vector<ArchiveFileEntry>& entries, std::ostream* out,
-                   bool* unreadable) {
+                   CompressingStreambuf* compressor, bool* unreadable) {
   if (options.scan) {
     WriteScanList(out, options.pretty_print, CollectSpans(entries));
     return;
@@ -123,6 +124,7 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
     ParallelOutput::Settings settings;
     settings.threads = threads;
     settings.batch_items = ExportBatchItems(ParallelOutput::kDefaultBatchItems);
+    settings.compressor = compressor;
     output = std::make_unique<ParallelOutput>(
         writer.get(), &text,
         [&options](PendingText* block) { return MakeWriter(options, block); }, settings);
@@ -186,13 +188,14 @@ int WriteOutputFile(const std::string& path, const std::vector<ArchiveFileEntry>
   }
   const Compression compression = CompressionOf(path);
   if (compression == Compression::kNone) {
-    write(file.stream());
+    write(file.stream(), nullptr);
   } else {
-    // Compressed on this thread, between the document's stream and the
-    // file's; a failure of either shows in the file's stream for Commit().
+    // Compressed between the document's stream and the file's (blocks of
+    // the threaded export by the worker threads); a failure of either shows
+    // in the file's stream for Commit().
     CompressingStreambuf compressor(compression, file.stream()->rdbuf());
     std::ostream plain(&compressor);
-    write(&plain);
+    write(&plain, &compressor);
     if (!compressor.Finish() || !plain) file.stream()->setstate(std::ios::badbit);
   }
   if (!file.Commit()) {
@@ -249,7 +252,7 @@ int Run(int argc, char** argv) {
   auto status = [&](int code) { return code == 0 && unreadable ? kUnreadableStatus : code; };
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
-    auto write_empty = [&options](std::ostream* out) {
+    auto write_empty = [&options](std::ostream* out, CompressingStreambuf* = nullptr) {
       MakeWriter(options, out)->writeEmptyResult();
     };
     if (!options.strict) {
@@ -271,11 +274,11 @@ int Run(int argc, char** argv) {
   }
 
   if (options.output_path.empty()) {
-    WriteDocument(options, filter, entries, &std::cout, &unreadable);
+    WriteDocument(options, filter, entries, &std::cout, nullptr, &unreadable);
     return status(FinishStandardOutput());
   }
-  return status(WriteOutputFile(options.output_path, entries, [&](std::ostream* out) {
-    WriteDocument(options, filter, entries, out, &unreadable);
+  return status(WriteOutputFile(options.output_path, entries, [&](std::ostream* out, CompressingStreambuf* compressor) {
+    WriteDocument(options, filter, entries, out, compressor, &unreadable);
   }));
 }
 

@@ -49,6 +49,7 @@ class CompressingStreambuf : public std::streambuf {
   bool Finish();
 
   bool failed() const { return failed_; }
+  Compression kind() const { return kind_; }
 
  protected:
   int_type overflow(int_type c) override;

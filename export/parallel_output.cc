@@ -7,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "export/compressing_streambuf.h"
 #include "export/long_rows.h"
 #include "export/writer.h"
 
@@ -78,6 +79,8 @@ struct ParallelOutput::Batch {
   PendingText block;               // the items' text, one after the other
   std::vector<size_t> item_ends;   // where each formatted item's text ends
   std::exception_ptr error;        // what formatting the next item threw
+  std::string compressed;          // the text as one member, when compressing
+  bool compressed_ok = false;
   bool done = false;               // guarded by mutex_
 
   void Clear() {
@@ -88,6 +91,8 @@ struct ParallelOutput::Batch {
     block.size = 0;
     item_ends.clear();
     error = nullptr;
+    compressed.clear();
+    compressed_ok = false;
   }
 };
 
@@ -201,30 +206,11 @@ void ParallelOutput::WriteOldest() {
     }
     Format(helper_.get(), waiting);
   }
-
-  // The document's writer stands after an item: each item's text follows,
-  // with the messages read before it, until a write fails.
-  size_t next_message = 0;
-  size_t start = 0;
-  const char* text = reinterpret_cast<const char*>(batch.block.data.get());
-  for (size_t i = 0; i <= batch.items.size() && !stopped_; ++i) {
-    for (; next_message < batch.messages.size() && batch.messages[next_message].first == i;
-         ++next_message)
-      Show(batch.messages[next_message].second);
-    if (i == batch.items.size()) break;
-    if (i == batch.item_ends.size()) {
-      // Formatting threw here: the document's writer writes this item
-      // itself, and fails on it as it would without threads.
-      size_t offset = 0;
-      for (size_t k = 0; k <= i; ++k) Unpack(batch.items[k], batch.arena, &offset, &refused_);
-      document_->writeItem(views_.Build(refused_));
-      std::rethrow_exception(batch.error);
-    }
-    text_->AppendItem(text + start, batch.item_ends[i] - start);
-    start = batch.item_ends[i];
-    if (text_->failed) stopped_ = true;
+  if (batch.compressed_ok) {
+    WriteCompressedBlock(&batch);
+  } else {
+    WriteItems(&batch);
   }
-  if (batch.error && !stopped_) std::rethrow_exception(batch.error);
   bytes_in_flight_ -= batch.text_bound;
   batch.Clear();
   spare_.push_back(std::move(in_flight_.front()));
@@ -235,6 +221,73 @@ void ParallelOutput::WriteOldest() {
     for (std::unique_ptr<Batch>& later : in_flight_) later->messages.clear();
     current_->messages.clear();
   }
+}
+
+void ParallelOutput::WriteCompressedBlock(Batch* batch) {
+  // Failures show per block here, as the file's stream shows them per
+  // member without threads; the messages read before the block's first
+  // item go before it, the others after it.
+  size_t next = 0;
+  for (; next < batch->messages.size() && batch->messages[next].first == 0; ++next)
+    Show(batch->messages[next].second);
+  text_->WritePiece();  // the document's own text goes first
+  if (text_->failed ||
+      !settings_.compressor->WriteCompressed(batch->compressed.data(), batch->compressed.size())) {
+    text_->failed = true;
+    stopped_ = true;
+    return;
+  }
+  for (; next < batch->messages.size(); ++next) Show(batch->messages[next].second);
+}
+
+void ParallelOutput::WriteItems(Batch* batch_pointer) {
+  Batch& batch = *batch_pointer;
+  // The document's writer stands after an item: each item's text follows,
+  // with the messages read before it, until a write fails. Runs of items
+  // within which no piece can be ready go in one copy; an item that may
+  // complete a piece goes through the document's own piece rule.
+  const size_t n = batch.items.size();
+  const char* text = reinterpret_cast<const char*>(batch.block.data.get());
+  size_t next_message = 0;
+  size_t start = 0;  // where item i's text begins in the block
+  for (size_t i = 0; i <= n && !stopped_;) {
+    for (; next_message < batch.messages.size() && batch.messages[next_message].first == i;
+         ++next_message)
+      Show(batch.messages[next_message].second);
+    if (i == n) break;
+    if (i == batch.item_ends.size()) {
+      // Formatting threw here: the document's writer writes this item
+      // itself, and fails on it as it would without threads.
+      size_t offset = 0;
+      for (size_t k = 0; k <= i; ++k) Unpack(batch.items[k], batch.arena, &offset, &refused_);
+      document_->writeItem(views_.Build(refused_));
+      std::rethrow_exception(batch.error);
+    }
+    const size_t stop = next_message < batch.messages.size()
+                            ? batch.messages[next_message].first
+                            : batch.item_ends.size();
+    const size_t room = text_->size < text_->piece_size ? text_->piece_size - text_->size : 0;
+    size_t j = i;
+    while (j < stop && batch.item_ends[j] - start < room) ++j;
+    if (j > i) {
+      // Items i to j - 1 complete no piece: copied when no item of this run
+      // completes one after them, else sent on ahead of it.
+      const size_t end = batch.item_ends[j - 1];
+      if (j == stop) {
+        text_->SetEnd(CopyText(text_->Reserve(end - start), std::string_view(text + start, end - start)));
+      } else {
+        text_->WriteThrough(text + start, end - start);
+      }
+      start = end;
+      i = j;
+      continue;
+    }
+    text_->AppendItem(text + start, batch.item_ends[i] - start);
+    start = batch.item_ends[i];
+    ++i;
+    if (text_->failed) stopped_ = true;
+  }
+  if (batch.error && !stopped_) std::rethrow_exception(batch.error);
 }
 
 std::unique_ptr<ParallelOutput::Worker> ParallelOutput::MakeWorker() {
@@ -292,6 +345,12 @@ void ParallelOutput::Format(Worker* worker, Batch* batch) {
       Unpack(queued, batch->arena, &offset, &worker->item);
       writer->writeItem(worker->views.Build(worker->item));
       batch->item_ends.push_back(text.size);
+    }
+    if (settings_.compressor != nullptr && text.size > 0) {
+      batch->compressed_ok = CompressBlock(
+          settings_.compressor->kind(),
+          std::string_view(reinterpret_cast<const char*>(text.data.get()), text.size),
+          &batch->compressed);
     }
   } catch (...) {
     batch->error = std::current_exception();

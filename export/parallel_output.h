@@ -37,6 +37,7 @@
 
 namespace qorarc {
 
+class CompressingStreambuf;
 class Writer;
 struct PendingText;
 
@@ -52,13 +53,16 @@ class ParallelOutput : public ItemOutput {
     // bytes of text (estimated before formatting, from above).
     size_t batch_items = kDefaultBatchItems;
     size_t batch_bytes = kDefaultBatchBytes;
+    // The document's stream compresses (-o NAME.gz, NAME.zst): the workers
+    // compress each block as a member of its own, which goes out whole.
+    CompressingStreambuf* compressor = nullptr;
   };
 
   static constexpr size_t kDefaultBatchItems = 4096;
-  static constexpr size_t kDefaultBatchBytes = 256 * 1024;
+  static constexpr size_t kDefaultBatchBytes = 1024 * 1024;
   // Batches in flight hold at most this many estimated bytes in all,
   // whatever the number of threads: the export's memory stays flat.
-  static constexpr size_t kMaxBytesInFlight = 4 * 1024 * 1024;
+  static constexpr size_t kMaxBytesInFlight = 8 * 1024 * 1024;
 
   // `document` writes into `*text` and has begun the document; it writes the
   // first batch_items items itself, as without threads, and the document's
@@ -84,6 +88,10 @@ class ParallelOutput : public ItemOutput {
 
   void Submit();
   void WriteOldest();
+  // Writes a compressed block whole, with the messages around it.
+  void WriteCompressedBlock(Batch* batch);
+  // Writes a block item by item, with the messages between them.
+  void WriteItems(Batch* batch);
   std::unique_ptr<Worker> MakeWorker();
   void StartWorkers();
   void RunWorker(Worker* worker);

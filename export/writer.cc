@@ -20,6 +20,7 @@ void PendingText::WritePiece() {
     out->write(reinterpret_cast<const char*>(data.get()), static_cast<std::streamsize>(size));
     size = 0;
   }
+  piece_size = kPieceSize;
   if (flush_pieces) out->flush();
   if (!*out) failed = true;
 }
@@ -48,6 +49,16 @@ void PendingText::AppendItem(const char* text, size_t n) {
   }
   SetEnd(CopyText(Reserve(n - done), item.substr(done)));
   if (next_check == nullptr) ItemDone();
+}
+
+void PendingText::WriteThrough(const char* text, size_t n) {
+  const size_t sent = size + n;
+  if (size > 0)
+    out->write(reinterpret_cast<const char*>(data.get()), static_cast<std::streamsize>(size));
+  out->write(text, static_cast<std::streamsize>(n));
+  size = 0;
+  piece_size = sent < piece_size ? piece_size - sent : 1;
+  if (!*out) failed = true;
 }
 
 void PendingText::Grow(size_t n) {

@@ -67,6 +67,10 @@ struct PendingText {
   // Appends the text of one item made by a writer of the same kind, going
   // out exactly where that writer's own text would.
   void AppendItem(const char* text, size_t n);
+  // Sends the pending text and then `n` bytes of items that complete no
+  // piece to the stream, uncopied; they count toward the piece being made,
+  // which goes out where it would have.
+  void WriteThrough(const char* text, size_t n);
 
   // Exchanges buffers, with their texts, with `*other`.
   void Exchange(PendingText* other);
