@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include "export/parquet_format.h"
 #include "export/parquet_thrift.h"
@@ -18,19 +19,44 @@ void PutFixed64(uint64_t value, std::string* out) {
   for (size_t i = 0; i < kInt64Bytes; ++i) out->push_back(static_cast<char>(value >> (8 * i)));
 }
 
+namespace {
+
+// PLAIN numbers: little-endian, back to back. Written by storing each
+// number's bytes in place, which on a little-endian machine the compiler
+// turns into plain copies.
+template <typename Stored, typename T>
+void EncodePlain(std::span<const T> values, std::string* out) {
+  const size_t at = out->size();
+  out->resize(at + values.size() * sizeof(Stored));
+  char* p = out->data() + at;
+  for (const T v : values) {
+    uint64_t bits;
+    if constexpr (std::is_floating_point_v<T>) {
+      bits = std::bit_cast<uint64_t>(v);
+    } else {
+      bits = static_cast<uint64_t>(v);
+    }
+    if constexpr (std::endian::native == std::endian::little) {
+      std::memcpy(p, &bits, sizeof(Stored));
+    } else {
+      for (size_t i = 0; i < sizeof(Stored); ++i) p[i] = static_cast<char>(bits >> (8 * i));
+    }
+    p += sizeof(Stored);
+  }
+}
+
+}  // namespace
+
 void EncodePlainInt32(std::span<const int64_t> values, std::string* out) {
-  out->reserve(out->size() + values.size() * kInt32Bytes);
-  for (int64_t v : values) PutFixed32(static_cast<uint32_t>(v), out);
+  EncodePlain<uint32_t>(values, out);
 }
 
 void EncodePlainInt64(std::span<const int64_t> values, std::string* out) {
-  out->reserve(out->size() + values.size() * kInt64Bytes);
-  for (int64_t v : values) PutFixed64(static_cast<uint64_t>(v), out);
+  EncodePlain<uint64_t>(values, out);
 }
 
 void EncodePlainDouble(std::span<const double> values, std::string* out) {
-  out->reserve(out->size() + values.size() * kDoubleBytes);
-  for (double v : values) PutFixed64(std::bit_cast<uint64_t>(v), out);
+  EncodePlain<uint64_t>(values, out);
 }
 
 void EncodePlainByteArrays(std::string_view text, std::span<const uint32_t> ends,

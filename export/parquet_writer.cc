@@ -105,8 +105,13 @@ void ParquetWriter::writeItem(const ExportItem& item) {
   std::array<int64_t, 3> texts;
   const std::string_view names[3] = {item.class_name, item.type_name, item.level};
   for (size_t k = 0; k < 3; ++k) {
-    const auto found = indices_[k].find(names[k]);
-    texts[k] = found == indices_[k].end() ? -1 : found->second;
+    // The texts are views of static tables: most items repeat the last.
+    TextIndex& last = last_texts_[k];
+    if (names[k].data() != last.text.data() || names[k].size() != last.text.size()) {
+      const auto found = indices_[k].find(names[k]);
+      last = {names[k], found == indices_[k].end() ? -1 : found->second};
+    }
+    texts[k] = last.index;
   }
   ExpandRows(item, ValueReading::kExact,
              [&](const LongRow& row) { AddRow(item, ts, texts, row); });

@@ -84,6 +84,11 @@ class ParquetWriter final : public Writer {
   ParquetFileAssembler file_;
   // Dictionary index of each class, type and level text.
   std::array<std::unordered_map<std::string_view, int64_t>, 3> indices_;
+  struct TextIndex {
+    std::string_view text;
+    int64_t index = -1;
+  };
+  std::array<TextIndex, 3> last_texts_;  // the last text looked up, by column
   std::string text_;  // a log message repaired
 
   int threads_;
