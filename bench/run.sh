@@ -84,13 +84,14 @@ echo "Machine: $(nproc) cores, load average $(cut -d' ' -f1-3 /proc/loadavg)"
 echo "Archive: $items items in $(ls "$arc"/*/*/*.rea | wc -l) files, $(du -sm "$arc" | cut -f1) MB; $runs runs each, medians"
 echo
 
-for mode in json pretty csv jsonl longcsv; do
+for mode in json pretty csv jsonl longcsv parquet; do
   case $mode in
     json) flags="" ;;
     pretty) flags="-p" ;;
     csv) flags="--csv" ;;
     jsonl) flags="--json-lines" ;;
     longcsv) flags="--long-csv" ;;
+    parquet) flags="--parquet" ;;
   esac
   fresh="$out/$mode.out"
   measure "$runs" "$mode.1" env QORARC_THREADS=1 "$qorarc" -i "$arc" -o "$out/$mode.out" $flags plant
@@ -111,13 +112,14 @@ done
 threads=$(nproc); [ "$threads" -gt 16 ] && threads=16
 printf '%-22s %10s %10s %8s %8s %12s %9s %10s %10s %8s\n' \
   export "items/s" "MB/s" "wall s" "CPU s" "items/CPU s" "x floor" "RSS 3M" "RSS 10M" speedup
-for mode in json pretty csv jsonl longcsv; do
+for mode in json pretty csv jsonl longcsv parquet; do
   case $mode in
     json) label="compact JSON" ;;
     pretty) label="pretty JSON" ;;
     csv) label="CSV" ;;
     jsonl) label="JSON Lines" ;;
     longcsv) label="long CSV" ;;
+    parquet) label="Parquet" ;;
   esac
   bytes=$(stat -c %s "$out/$mode.out")
   for run in "$mode.1" "$mode"; do
@@ -130,7 +132,7 @@ for mode in json pretty csv jsonl longcsv; do
           rss / 1024, big / 1024, one / wall }'
   done
 done
-for mode in json pretty csv jsonl longcsv; do
+for mode in json pretty csv jsonl longcsv parquet; do
   awk -v mode=$mode -v bytes="$(stat -c %s "$out/$mode.out")" -v wall="$(wall $mode.floor)" 'BEGIN {
     printf "floor: cat of the %s output (%.0f MB) to /dev/null: %.3f s, %.0f MB/s\n",
       mode, bytes / 1e6, wall, bytes / wall / 1e6 }'
@@ -139,6 +141,46 @@ echo "Targets: one thread: compact JSON >= 3.2 M items/s, pretty JSON >= 2 M, CS
 echo "JSON Lines and long CSV no fewer items/s than compact JSON and CSV;"
 echo "peak RSS <= 16 MiB; default threads on 2 cores: each >= 1.7x its one-thread figure,"
 echo "peak RSS <= 32 MiB; the same RSS for 3 M and 10 M items."
+echo "Parquet: no slower per item than long CSV, at most a fifth of its size,"
+echo "peak RSS <= 128 MiB at any archive size."
+awk -v pq="$(stat -c %s "$out/parquet.out")" -v lc="$(stat -c %s "$out/longcsv.out")" 'BEGIN {
+  printf "Parquet file: %.1f MB, long CSV %.1f MB (%.1f%%; aim <= 20%%)\n", pq / 1e6, lc / 1e6, 100 * pq / lc }'
+
+# Compressed output: -o NAME.zst and NAME.gz, the blocks of the threaded
+# export compressed by its threads; checked to decompress to the plain bytes.
+for kind in zst gz; do
+  fresh="$out/c.jsonl.$kind"
+  measure "$runs" "$kind.1" env QORARC_THREADS=1 "$qorarc" -i "$arc" -o "$out/c.jsonl.$kind" -jl plant
+  measure "$runs" "$kind" "$qorarc" -i "$arc" -o "$out/c.jsonl.$kind" -jl plant
+  fresh=""
+  case $kind in zst) unpack="zstd -dcq" ;; gz) unpack="gzip -dc" ;; esac
+  if ! $unpack "$out/c.jsonl.$kind" | cmp -s - "$out/jsonl.out"; then
+    echo "COMPRESSION CHECK FAILED: the .$kind export does not unpack to the JSON Lines export" >&2
+    exit 1
+  fi
+  awk -v k="$kind" -v one="$(wall $kind.1)" -v many="$(wall $kind)" -v plain="$(wall jsonl)" \
+    -v size="$(stat -c %s "$out/c.jsonl.$kind")" -v full="$(stat -c %s "$out/jsonl.out")" 'BEGIN {
+    printf "JSON Lines .%s: 1 thr %.3f s, %d thr %.3f s (plain %.3f s); %.1f MB, %.1f%% of %.0f MB\n",
+      k, one, '"$threads"', many, plain, size / 1e6, 100 * size / full, full / 1e6 }'
+  rm -f "$out/c.jsonl.$kind"
+done
+
+# What the user's engine does next: DuckDB over the Parquet file against the
+# JSON Lines (through DuckDB's library, which scripts/install-deps.sh puts in
+# tests/readers).
+if [ -d tests/readers/node_modules ]; then
+  q() { node bench/duckdb_query.mjs "$1" 3 | cut -d' ' -f1; }
+  pq="'$out/parquet.out'"
+  jl="read_json('$out/jsonl.out', format = 'newline_delimited')"
+  for query in "count(*)" "group by id"; do
+    case $query in
+      "count(*)") a=$(q "SELECT count(*) FROM $pq"); b=$(q "SELECT count(*) FROM $jl") ;;
+      *) a=$(q "SELECT id, count(*) FROM $pq GROUP BY id"); b=$(q "SELECT id, count(*) FROM $jl GROUP BY id") ;;
+    esac
+    awk -v q="$query" -v a="$a" -v b="$b" 'BEGIN {
+      printf "DuckDB %s: Parquet %.3f s, JSON Lines %.3f s (%.0fx; aim >= 10x)\n", q, a, b, b / a }'
+  done
+fi
 echo
 
 # Memory across thread counts: 300,000 items of 64 Doubles each, pretty
