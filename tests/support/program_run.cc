@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -114,7 +115,9 @@ Outcome Finish(const Child& child, const std::string& err_path) {
     close(child.err_pipe);
   }
   int wstatus = 0;
-  waitpid(child.pid, &wstatus, 0);
+  rusage usage{};
+  wait4(child.pid, &wstatus, 0, &usage);
+  outcome.max_rss_kib = usage.ru_maxrss;
   if (WIFEXITED(wstatus)) outcome.status = WEXITSTATUS(wstatus);
   if (WIFSIGNALED(wstatus)) outcome.signal = WTERMSIG(wstatus);
   if (!err_path.empty()) outcome.err = ReadFile(err_path);

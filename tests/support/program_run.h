@@ -64,6 +64,7 @@ struct Outcome {
   std::string err;
   int status = -1;  // exit status, -1 when ended by a signal
   int signal = 0;   // the signal that ended it
+  long max_rss_kib = 0;  // the child's peak resident memory
 };
 
 // Starts QorArc with its standard streams as `launch` says. A run that
