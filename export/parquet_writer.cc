@@ -152,7 +152,7 @@ void ParquetWriter::AddRow(const ExportItem& item, int64_t ts, const std::array<
     c[kText].text.append(text_.data(), n);
     c[kText].text_ends.push_back(static_cast<uint32_t>(c[kText].text.size()));
   }
-  if (current_->rows() >= kPageRows) Submit();
+  if (current_->rows() >= kPageRows || c[kText].text.size() >= kPageTextBytes) Submit();
 }
 
 void ParquetWriter::Submit() {
@@ -186,11 +186,15 @@ void ParquetWriter::CollectOldest() {
     page_done_.wait(lock, [&page] { return page.done; });
   }
   if (!page.error.empty()) throw std::runtime_error("Parquet page not written: " + page.error);
-  for (size_t k = 0; k < kColumns; ++k) group_[k].push_back(std::move(page.encoded[k]));
+  group_rows_ += page.rows();
+  for (size_t k = 0; k < kColumns; ++k) {
+    group_bytes_ += page.encoded[k].bytes.size();
+    group_[k].push_back(std::move(page.encoded[k]));
+  }
   page.Clear();
   spare_.push_back(std::move(in_flight_.front()));
   in_flight_.pop_front();
-  if (++group_pages_ == kRowGroupPages) WriteRowGroup();
+  if (group_rows_ >= kRowGroupRows || group_bytes_ >= kRowGroupBytes) WriteRowGroup();
 }
 
 void ParquetWriter::WriteRowGroup() {
@@ -199,13 +203,14 @@ void ParquetWriter::WriteRowGroup() {
   if (!error.empty()) throw std::runtime_error("Parquet row group not written: " + error);
   Put(bytes);
   for (std::vector<EncodedPage>& pages : group_) pages.clear();
-  group_pages_ = 0;
+  group_rows_ = 0;
+  group_bytes_ = 0;
 }
 
 void ParquetWriter::endDocument(int32_t /*total*/) {
   if (current_->rows() > 0) Submit();
   while (!in_flight_.empty()) CollectOldest();
-  if (group_pages_ > 0) WriteRowGroup();
+  if (group_rows_ > 0) WriteRowGroup();
   Put(file_.Footer());
   flush();
 }

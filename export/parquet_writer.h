@@ -15,10 +15,13 @@
 //             it; null where long CSV leaves it empty
 //
 // A cell that long CSV leaves empty is null here. Rows go into pages of
-// kPageRows rows and row groups of kRowGroupPages pages, cut by row count
-// alone, so the file is the same for any number of threads: pages are
-// encoded and compressed (ZSTD) by worker threads, and row groups are
-// written in order by the thread that writes the items.
+// kPageRows rows (fewer where their texts fill kPageTextBytes) and row
+// groups of about a million rows (fewer where their pages fill
+// kRowGroupBytes), cut by the rows alone, so the file is the same for any
+// number of threads: pages are encoded and compressed (ZSTD) by worker
+// threads, and row groups are written in order by the thread that writes
+// the items. The bounds keep the memory of an export flat, long texts
+// included.
 #pragma once
 
 #include <array>
@@ -43,10 +46,12 @@ namespace qorarc {
 class ParquetWriter final : public Writer {
  public:
   static constexpr int64_t kPageRows = 64 * 1024;
-  static constexpr size_t kRowGroupPages = 16;  // 1,048,576 rows
-  // Pages being filled, encoded or waiting for their row group: bounds the
-  // memory of an export whatever the number of threads.
-  static constexpr size_t kMaxPagesInFlight = 6;
+  static constexpr size_t kPageTextBytes = 2 * 1024 * 1024;
+  static constexpr int64_t kRowGroupRows = 16 * kPageRows;  // 1,048,576
+  static constexpr size_t kRowGroupBytes = 24 * 1024 * 1024;  // encoded
+  // Pages being encoded or waiting for their row group: bounds the memory
+  // of an export whatever the number of threads.
+  static constexpr size_t kMaxPagesInFlight = 4;
   static constexpr size_t kColumns = 9;
 
   // `threads`: threads that encode pages, this one included; 1 encodes here.
@@ -96,7 +101,8 @@ class ParquetWriter final : public Writer {
   std::deque<std::unique_ptr<Page>> in_flight_;  // in file order
   std::vector<std::unique_ptr<Page>> spare_;
   std::vector<std::vector<EncodedPage>> group_;  // the row group's pages by column
-  size_t group_pages_ = 0;
+  int64_t group_rows_ = 0;
+  size_t group_bytes_ = 0;
 
   // Encoders: `mutex_` guards `todo_`, `stopping_` and each page's `done`;
   // a page on `todo_` belongs to the encoder that takes it until `done`.
