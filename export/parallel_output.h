@@ -79,9 +79,6 @@ class ParallelOutput : public ItemOutput {
   void Finish() override;
   bool Failed() const override;
 
-  // Worker threads running (for tests and the benchmark).
-  size_t workers() const { return workers_.size(); }
-
  private:
   struct Batch;
   struct Worker;
