@@ -255,13 +255,14 @@ int Run(int argc, char** argv) {
     auto write_empty = [&options](std::ostream* out, CompressingStreambuf* = nullptr) {
       MakeWriter(options, out)->writeEmptyResult();
     };
-    if (!options.strict) {
+    if (!options.strict && !options.parquet) {
       // The empty result goes to standard output, never to a file.
       write_empty(&std::cout);
       return status(FinishStandardOutput());
     }
-    // Unattended runs: the -o file always holds this run's result, and the
-    // status tells that nothing was found (unless worse happened).
+    // Unattended runs, and Parquet, whose file is no text for a terminal:
+    // the -o file holds this run's result. With --strict the status tells
+    // that nothing was found (unless worse happened).
     int code;
     if (options.output_path.empty()) {
       write_empty(&std::cout);
@@ -270,14 +271,15 @@ int Run(int argc, char** argv) {
       code = WriteOutputFile(options.output_path, entries, write_empty);
     }
     code = status(code);
-    return code == 0 ? kNothingFoundStatus : code;
+    return code == 0 && options.strict ? kNothingFoundStatus : code;
   }
 
   if (options.output_path.empty()) {
     WriteDocument(options, filter, entries, &std::cout, nullptr, &unreadable);
     return status(FinishStandardOutput());
   }
-  return status(WriteOutputFile(options.output_path, entries, [&](std::ostream* out, CompressingStreambuf* compressor) {
+  return status(WriteOutputFile(options.output_path, entries,
+                               [&](std::ostream* out, CompressingStreambuf* compressor) {
     WriteDocument(options, filter, entries, out, compressor, &unreadable);
   }));
 }

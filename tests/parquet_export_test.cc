@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -152,8 +151,12 @@ TEST(ParquetExportTest, NothingFoundIsAnEmptyTable) {
   ASSERT_EQ(r.out.substr(0, 4), "PAR1");
   ASSERT_EQ(r.out.substr(r.out.size() - 4), "PAR1");
   if (!ReadersInstalled()) GTEST_SKIP() << "tests/readers/node_modules missing";
+  // Named with -o, the file is written there.
   const std::string file = dir.path() + "/empty.parquet";
-  std::ofstream(file, std::ios::binary) << r.out;
+  const ProgramResult named = RunQorArc({"-i", dir.path() + "/arc", "-pq", "-o", file, "plant"});
+  EXPECT_EQ(named.status, 0);
+  EXPECT_EQ(named.out, "");
+  EXPECT_EQ(ReadFile(file), r.out);
   for (const char* reader : {"duckdb", "hyparquet"}) {
     const std::string script = "node " + TestScriptPath("readers/read_parquet.mjs") + " " + file;
     EXPECT_EQ(RunShell(script + " " + reader + " rows"), "") << reader;
