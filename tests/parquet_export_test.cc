@@ -3,6 +3,7 @@
 // for any number of threads, row groups an engine can skip by time, and the
 // refusals.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -140,6 +141,20 @@ INSTANTIATE_TEST_SUITE_P(
                     "A Parquet file is compressed inside: name the '-o' file without '.gz' or "
                     "'.zst'.\n", 1}),
     [](const ::testing::TestParamInfo<RefusalCase>& info) { return std::string(info.param.name); });
+
+// A terminal gets no binary file: the export runs in a pseudo-terminal that
+// util-linux's script(1) makes.
+TEST(ParquetExportTest, NoFileOntoATerminal) {
+  if (RunShell("command -v script").empty()) GTEST_SKIP() << "no script(1)";
+  int status = -1;
+  const std::string shown = RunShell("script -qec '" + QorArcPath() + " -i " +
+                                         TestScriptPath("../sample/arc") + " -pq plant' /dev/null",
+                                     &status);
+  EXPECT_EQ(shown,
+            "A Parquet file is not written to a terminal: name a file with '-o', or redirect "
+            "standard output.\r\n");
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+}
 
 // Nothing found: a valid file of the schema and no rows, which both readers
 // open.
