@@ -15,6 +15,7 @@
 #include "app/options.h"
 #include "app/output_file.h"
 #include "app/progress_meter.h"
+#include "app/state_cursor.h"
 #include "archive/discovery.h"
 #include "archive/read_state.h"
 #include "core/messages.h"
@@ -100,10 +101,12 @@ constexpr int kUnreadableStatus = 2;
 constexpr int kNothingFoundStatus = 3;
 
 // Runs the writer over the files: the export document, or the scan listing.
-// Sets `*unreadable` when a file could not be read.
+// Sets `*unreadable` when a file could not be read. With `cursor`, begins at
+// `start` and records where the export stopped.
 void WriteDocument(const Options& options, const ItemFilter& filter,
                    const std::vector<ArchiveFileEntry>& entries, std::ostream* out,
-                   bool* unreadable) {
+                   bool* unreadable, StateCursor* cursor = nullptr,
+                   const ReadPosition& start = {}) {
   if (options.scan) {
     WriteScanList(out, options.pretty_print, CollectSpans(entries));
     return;
@@ -125,6 +128,7 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
     output = std::make_unique<DirectOutput>(writer.get());
   }
   ItemProcessor processor(&filter, options.item_total_count, output.get());
+  if (cursor != nullptr) processor.KeepCursor(start);
   AReadState state;
   const ProgressMeter::Mode progress = ProgressMeter::Wanted(!options.output_path.empty());
   ProgressMeter meter(progress, &processor, &state, entries, filter.item_count_limit);
@@ -132,7 +136,8 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   try {
     state.Export(entries, progress == ProgressMeter::Mode::kOff
                               ? static_cast<ItemSink*>(&processor)
-                              : &meter);
+                              : &meter,
+                start, cursor != nullptr);
     output->Finish();
   } catch (const std::logic_error&) {
     writer->flush();  // keep what was written before the failing item
@@ -141,6 +146,7 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   writer->endDocument(processor.count());
   meter.Finish();
   if (processor.read_failed()) *unreadable = true;
+  if (cursor != nullptr) cursor->Stopped(processor.cursor(), processor.cursor_moved());
 }
 
 // Flushes standard output; a failed write must not end in success.
@@ -171,10 +177,12 @@ bool IsArchiveFile(const std::string& output, const std::vector<ArchiveFileEntry
 // Writes a document with `write` to the -o file: replaced whole when every
 // write succeeded, compressed when its name asks for it. Returns 0, or -1
 // after the error line.
+// `sync`: on the disk before it takes the name (a cursor is saved next).
 template <typename WriteFn>
 int WriteOutputFile(const std::string& path, const std::vector<ArchiveFileEntry>& entries,
-                    WriteFn write) {
+                    WriteFn write, bool sync = false) {
   OutputFile file;
+  file.set_sync(sync);
   if (IsArchiveFile(path, entries) || !file.Open(path)) {
     ErrorLine("Failed to open file '" + path + "' for writing.");
     return -1;
@@ -215,6 +223,11 @@ int Run(int argc, char** argv) {
     return FinishStandardOutput();
   }
   ItemFilter filter = MakeFilter(options);
+  std::unique_ptr<StateCursor> cursor;
+  if (!options.state_path.empty()) {
+    cursor = std::make_unique<StateCursor>();
+    if (!cursor->Load(options.state_path, &filter)) return 1;
+  }
   if (!options.scan && filter.archive_name.empty()) {
     std::error_code ec;
     if (!std::filesystem::is_regular_file(options.input_path, ec)) {
@@ -228,8 +241,12 @@ int Run(int argc, char** argv) {
   bool unreadable = false;
   if (int code = Discover(filter, options.input_path, &entries, &unreadable); code != 0)
     return code;
-  // A complete document that lacks what could not be read.
-  auto status = [&](int code) { return code == 0 && unreadable ? kUnreadableStatus : code; };
+  // A complete document that lacks what could not be read. With --state, a
+  // run whose output is complete (status 0 or 2) saves the cursor.
+  auto status = [&](int code) {
+    if (code == 0 && cursor != nullptr && !cursor->Save(entries)) return -1;
+    return code == 0 && unreadable ? kUnreadableStatus : code;
+  };
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
     auto write_empty = [&options](std::ostream* out) {
@@ -237,6 +254,7 @@ int Run(int argc, char** argv) {
     };
     if (!options.strict) {
       // The empty result goes to standard output, never to a file.
+      // (--state: the cursor is saved as it was.)
       write_empty(&std::cout);
       return status(FinishStandardOutput());
     }
@@ -249,17 +267,22 @@ int Run(int argc, char** argv) {
     } else {
       code = WriteOutputFile(options.output_path, entries, write_empty);
     }
+    cursor.reset();  // status 3 or worse: FILE stays as it is
     code = status(code);
     return code == 0 ? kNothingFoundStatus : code;
   }
 
+  const ReadPosition start = cursor ? cursor->Start(entries, &unreadable) : ReadPosition{};
   if (options.output_path.empty()) {
-    WriteDocument(options, filter, entries, &std::cout, &unreadable);
+    WriteDocument(options, filter, entries, &std::cout, &unreadable, cursor.get(), start);
     return status(FinishStandardOutput());
   }
-  return status(WriteOutputFile(options.output_path, entries, [&](std::ostream* out) {
-    WriteDocument(options, filter, entries, out, &unreadable);
-  }));
+  return status(WriteOutputFile(
+      options.output_path, entries,
+      [&](std::ostream* out) {
+        WriteDocument(options, filter, entries, out, &unreadable, cursor.get(), start);
+      },
+      cursor != nullptr));
 }
 
 }  // namespace qorarc
