@@ -71,9 +71,10 @@ bool ParseState(std::string_view text, ExportState* state, std::string* problem)
     for (std::string_view k : kPositionKeys) known = known || key == k;
     if (!known || blank == std::string_view::npos ||
         !values.emplace(std::string(key), std::string(value)).second) {
-      *problem = "line " + std::to_string(line_number) + ": " +
-                 (known && blank != std::string_view::npos ? "repeated" : "unknown") + " key '" +
-                 std::string(key) + "'";
+      const char* what = !known                            ? "unknown key '"
+                         : blank == std::string_view::npos ? "no value after '"
+                                                           : "repeated key '";
+      *problem = "line " + std::to_string(line_number) + ": " + what + std::string(key) + "'";
       return false;
     }
   }

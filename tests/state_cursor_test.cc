@@ -192,6 +192,9 @@ TEST(StateCursorTest, RunsExportWhatCameSinceTheLastOne) {
       {"-ic 0 stays", "", {"-ic", "0"}, "", "", 0},
       {"-ft2 bounds the run", "", {"-ft2", "2019-05-03 01:00:08"}, "", "", 0},
       {"the rest", "", {"-ft2", "2019-05-03 01:00:09"}, "7,9\n", "", 0},
+      {"-itc counts on, the cursor stays", Longs(10, 2, kDay, false), {"-ic", "1", "-itc"},
+       "8,10\n", "", 0},
+      {"the next page", "", {}, "9,11\n", "", 0},
       {"a replaced file", Longs(20, 2), {}, "9,20\n7,21\n", changed, 2, true},
       {"a shorter file", Longs(30, 1), {}, "7,30\n", changed, 2, true},
   };
