@@ -28,8 +28,8 @@ UBSAN_OPTIONS=print_stacktrace=1 QORARC_PROPERTY_ARCHIVES=300 QORARC_STATE_ROUND
 
 # ThreadSanitizer over the program and the end-to-end tests that export with
 # several threads: the batch-edge cases, the property archives and the
-# cursor's live archives, each run with one and with three threads. A race report ends the program with status
-# 66, which fails its test.
+# cursor's live archives, each run with one and with three threads. A race
+# report ends the program with status 66, which fails its test.
 cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQORARC_HARDENING=OFF \
   -DCMAKE_CXX_FLAGS="-fsanitize=thread -Wno-maybe-uninitialized"
 cmake --build build-tsan -j2 --target QorArc end_to_end_tests
