@@ -62,14 +62,11 @@ ReadPosition StateCursor::Start(const std::vector<ArchiveFileEntry>& files, bool
   if (!state_.has_position) return start;
   // The cursor's file is the one of its day (an archive has one file a day;
   // the path may be spelled otherwise by another -i).
-  while (start.file < files.size() && files[start.file].day_start < state_.file_start)
-    ++start.file;
-  if (start.file == files.size() || files[start.file].day_start != state_.file_start)
-    return start;
+  while (start.file < files.size() && files[start.file].day_start < state_.file_start) ++start.file;
+  if (start.file == files.size() || files[start.file].day_start != state_.file_start) return start;
   const std::string& path = files[start.file].path;
   uint64_t hash = 0;
-  if (!PrefixHash(path, state_.offset, state_.device, state_.inode, &hash) ||
-      hash != state_.hash) {
+  if (!PrefixHash(path, state_.offset, state_.device, state_.inode, &hash) || hash != state_.hash) {
     ErrorLine("Archive file '" + path +
               "' changed since the last export; exporting it from its start.");
     *changed = true;

@@ -17,8 +17,8 @@ namespace {
 constexpr std::string_view kFirstLine = "qorarc-state 1";
 
 // The keys of a position, in the order they are written.
-constexpr std::string_view kPositionKeys[] = {"file",  "file_start", "offset",       "day",
-                                              "device", "inode",     "fnv1a64", "rest_skipped"};
+constexpr std::string_view kPositionKeys[] = {"file",   "file_start", "offset",  "day",
+                                              "device", "inode",      "fnv1a64", "rest_skipped"};
 
 template <typename T>
 bool Number(std::string_view text, T* value, int base = 10) {
@@ -36,13 +36,13 @@ std::string Hex(uint64_t value) {
 }  // namespace
 
 std::string StateText(const ExportState& s) {
-  std::string text = std::string(kFirstLine) + "\narchive " + s.archive +
-                     "\nfrom_time " + std::to_string(s.from_time) + "\n";
+  std::string text = std::string(kFirstLine) + "\narchive " + s.archive + "\nfrom_time " +
+                     std::to_string(s.from_time) + "\n";
   if (!s.has_position) return text;
-  return text + "file " + s.file + "\nfile_start " + std::to_string(s.file_start) +
-         "\noffset " + std::to_string(s.offset) + "\nday " + std::to_string(s.day) +
-         "\ndevice " + std::to_string(s.device) + "\ninode " + std::to_string(s.inode) +
-         "\nfnv1a64 " + Hex(s.hash) + "\nrest_skipped " + (s.rest_skipped ? "1" : "0") + "\n";
+  return text + "file " + s.file + "\nfile_start " + std::to_string(s.file_start) + "\noffset " +
+         std::to_string(s.offset) + "\nday " + std::to_string(s.day) + "\ndevice " +
+         std::to_string(s.device) + "\ninode " + std::to_string(s.inode) + "\nfnv1a64 " +
+         Hex(s.hash) + "\nrest_skipped " + (s.rest_skipped ? "1" : "0") + "\n";
 }
 
 bool ParseState(std::string_view text, ExportState* state, std::string* problem) {
@@ -147,8 +147,8 @@ StateLoad LoadState(const std::string& path, ExportState* state) {
 bool SaveState(const std::string& path, const ExportState& state) {
   const std::string text = StateText(state);
   const std::string temporary = path + ".tmp-" + std::to_string(getpid());
-  bool ok = state.archive.find('\n') == std::string::npos &&
-            state.file.find('\n') == std::string::npos;
+  bool ok =
+      state.archive.find('\n') == std::string::npos && state.file.find('\n') == std::string::npos;
   const int fd = ok ? open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666) : -1;
   ok = fd >= 0;
   size_t written = 0;
@@ -169,7 +169,9 @@ bool SaveState(const std::string& path, const ExportState& state) {
   }
   // The rename itself on the disk, so that the next run sees this cursor.
   const size_t slash = path.rfind('/');
-  const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+  const std::string dir = slash == std::string::npos ? "."
+                          : slash == 0               ? "/"
+                                                     : path.substr(0, slash);
   const int dir_fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (dir_fd >= 0) {
     fsync(dir_fd);

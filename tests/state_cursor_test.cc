@@ -62,7 +62,8 @@ class LiveArchive {
       case 1: b.Double(time_, id, static_cast<double>(r_.Between(-99999, 99999)) / 8); break;
       case 2: b.Bool(time_, id, static_cast<uint8_t>(r_.Below(2))); break;
       case 3:
-        b.Text(time_, id, 25, "log, \"" + std::string(r_.OneIn(8) ? 5000 : r_.Below(40), 'x') + "\"");
+        b.Text(time_, id, 25,
+               "log, \"" + std::string(r_.OneIn(8) ? 5000 : r_.Below(40), 'x') + "\"");
         break;
       default:
         b.Array<int16_t>(19, time_, id, std::vector<int16_t>(r_.Below(6), 7));
@@ -185,7 +186,8 @@ TEST(StateCursorTest, RunsExportWhatCameSinceTheLastOne) {
       {"-ft1 no longer applies", Longs(4, 2, kDay, false), {"-ft1", "2019-05-03 02:00"},
        "8,4\n9,5\n", "", 0},
       {"a record cut short is held back", Longs(6, 1, kDay, false) + cut.substr(0, 5),
-       {"-ve"}, "7,6\n", "Verbose mode enabled.\nExport to CSV enabled.\nName of the archive: 'plant'\n"
+       {"-ve"}, "7,6\n",
+       "Verbose mode enabled.\nExport to CSV enabled.\nName of the archive: 'plant'\n"
        "Exporting data from '@arc/2019/2019-05/2019-05-03_plant.rea'.\n", 0},
       {"and exported whole", cut.substr(5), {}, "9,99\n", "", 0},
       {"-ic pages", Longs(7, 3, kDay, false), {"-ic", "2"}, "8,7\n9,8\n", "", 0},
@@ -258,11 +260,15 @@ TEST(StateCursorTest, UnusableStateFileAndFailedRuns) {
   const std::string invalid = "State file '@state' is not valid: ";
   const Case cases[] = {
       {"a directory", "/", {}, "Failed to read state file '@state': Is a directory.\n", 1},
-      {"another format", "qorarc-state 2\n", {}, invalid + "it does not begin with 'qorarc-state 1'.\n", 1},
+      {"another format", "qorarc-state 2\n", {},
+       invalid + "it does not begin with 'qorarc-state 1'.\n", 1},
       {"empty", "", {}, invalid + "it is empty.\n", 1},
       {"no line feed", head + "colour", {}, invalid + "line 4 has no line feed.\n", 1},
       {"an unknown key", head + "colour red\n", {}, invalid + "line 4: unknown key 'colour'.\n", 1},
-      {"a repeated key", head + "archive plant\n", {}, invalid + "line 4: repeated key 'archive'.\n", 1},
+      {"a repeated key", head + "archive plant\n", {},
+       invalid + "line 4: repeated key 'archive'.\n", 1},
+      {"a key without a value", head + "offset\n", {},
+       invalid + "line 4: no value after 'offset'.\n", 1},
       {"a bad number", head + std::regex_replace(position, std::regex("offset 3"), "offset 3x"),
        {}, invalid + "bad value of 'offset'.\n", 1},
       {"a negative number", head + std::regex_replace(position, std::regex("day 1"), "day -1"),
