@@ -17,7 +17,7 @@ enum class Opt {
   kHelp, kVerbose, kVersion, kScan, kCsv, kPretty, kItemCount, kItemTotalCount,
   kNoData, kNoEvents, kNoLog, kFromTime, kUntilTime, kFilterId, kColumnFilter,
   kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab, kJsonLines, kLongCsv, kParquet,
-  kStrict,
+  kStrict, kState,
 };
 
 struct OptionSpec {
@@ -54,6 +54,7 @@ constexpr OptionSpec kOptionTable[] = {
     {"-lc", "--long-csv", false, Opt::kLongCsv},
     {"-pq", "--parquet", false, Opt::kParquet},
     {"", "--strict", false, Opt::kStrict},
+    {"", "--state", true, Opt::kState},
 };
 
 const OptionSpec* FindOption(std::string_view arg) {
@@ -138,6 +139,9 @@ bool ApplyValue(Options* options, Opt opt, std::string_view name, const std::str
     case Opt::kArchive:
       options->archive_name = value;
       return true;
+    case Opt::kState:
+      options->state_path = value;
+      return !value.empty();
     default:
       return false;
   }
@@ -277,6 +281,10 @@ Options ParseOptions(int argc, char** argv) {
   }
   if (!options.archive_name.empty())
     VerboseLine("Name of the archive: '" + options.archive_name + "'");
+  if (options.scan && !options.state_path.empty()) {
+    ErrorLine("Option '--state' cannot be used with '--scan'.");
+    return options;
+  }
   options.parsed = true;
   return options;
 }

@@ -37,6 +37,8 @@ struct Options {
   // --strict: values read whole, unknown options refused, nothing found an
   // error of its own (see run.cc).
   bool strict = false;
+  // --state FILE: the cursor of repeated exports (app/state_cursor.h).
+  std::string state_path;
   bool parsed = false;  // parsing ended successfully
 };
 

@@ -295,6 +295,7 @@ bool OutputFile::Commit() {
     return buffer_->close() != nullptr && ok;
   }
   if (ok && unnamed_) ok = LinkUnnamed();
+  if (ok && sync_) ok = fsync(fd_) == 0;
   ok = buffer_->close() != nullptr && ok;
   fd_ = -1;
   if (ok && rename(hidden_.c_str(), target_.c_str()) == 0) {

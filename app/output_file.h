@@ -49,6 +49,9 @@ class OutputFile {
   // Opens `path` for writing; false when it cannot be.
   bool Open(const std::string& path);
 
+  // Flush the new file to the disk before it takes the target's name.
+  void set_sync(bool sync) { sync_ = sync; }
+
   // The stream the document goes to; valid after a successful Open().
   std::ostream* stream() { return &stream_; }
 
@@ -85,6 +88,7 @@ class OutputFile {
   std::string dir_;       // the target's directory
   std::string hidden_;    // the new file's hidden name, while it has one
   int copy_to_ = -1;      // the target, when the new file is copied over it
+  bool sync_ = false;
 };
 
 }  // namespace qorarc

@@ -36,6 +36,7 @@ class ProgressMeter : public ItemSink {
   void ReadFailed(const std::string& path, int error_number) override {
     processor_->ReadFailed(path, error_number);
   }
+  void Consumed(const ReadPosition& position) override { processor_->Consumed(position); }
 
   // Replaces the status line, if one was shown, by the closing line.
   void Finish();

@@ -16,6 +16,7 @@
 #include "app/options.h"
 #include "app/output_file.h"
 #include "app/progress_meter.h"
+#include "app/state_cursor.h"
 #include "archive/discovery.h"
 #include "archive/read_state.h"
 #include "core/messages.h"
@@ -105,9 +106,11 @@ constexpr int kNothingFoundStatus = 3;
 // Runs the writer over the files: the export document, or the scan listing.
 // Sets `*unreadable` when a file could not be read. `compressor`: the
 // stream's, when it compresses, for the threads to compress blocks for.
+// With `cursor`, begins at `start` and records where the export stopped.
 void WriteDocument(const Options& options, const ItemFilter& filter,
                    const std::vector<ArchiveFileEntry>& entries, std::ostream* out,
-                   CompressingStreambuf* compressor, bool* unreadable) {
+                   CompressingStreambuf* compressor, bool* unreadable,
+                   StateCursor* cursor = nullptr, const ReadPosition& start = {}) {
   if (options.scan) {
     WriteScanList(out, options.pretty_print, CollectSpans(entries));
     return;
@@ -132,6 +135,7 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
     output = std::make_unique<DirectOutput>(writer.get());
   }
   ItemProcessor processor(&filter, options.item_total_count, output.get());
+  if (cursor != nullptr) processor.KeepCursor(start);
   AReadState state;
   const ProgressMeter::Mode progress = ProgressMeter::Wanted(!options.output_path.empty());
   ProgressMeter meter(progress, &processor, &state, entries, filter.item_count_limit);
@@ -139,7 +143,8 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   try {
     state.Export(entries, progress == ProgressMeter::Mode::kOff
                               ? static_cast<ItemSink*>(&processor)
-                              : &meter);
+                              : &meter,
+                start, cursor != nullptr);
     output->Finish();
   } catch (const std::logic_error&) {
     writer->flush();  // keep what was written before the failing item
@@ -148,6 +153,7 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   writer->endDocument(processor.count());
   meter.Finish();
   if (processor.read_failed()) *unreadable = true;
+  if (cursor != nullptr) cursor->Stopped(processor.cursor(), processor.cursor_moved());
 }
 
 // Flushes standard output; a failed write must not end in success.
@@ -178,10 +184,12 @@ bool IsArchiveFile(const std::string& output, const std::vector<ArchiveFileEntry
 // Writes a document with `write` to the -o file: replaced whole when every
 // write succeeded, compressed when its name asks for it. Returns 0, or -1
 // after the error line.
+// `sync`: on the disk before it takes the name (a cursor is saved next).
 template <typename WriteFn>
 int WriteOutputFile(const std::string& path, const std::vector<ArchiveFileEntry>& entries,
-                    WriteFn write) {
+                    WriteFn write, bool sync = false) {
   OutputFile file;
+  file.set_sync(sync);
   if (IsArchiveFile(path, entries) || !file.Open(path)) {
     ErrorLine("Failed to open file '" + path + "' for writing.");
     return -1;
@@ -235,6 +243,11 @@ int Run(int argc, char** argv) {
     }
   }
   ItemFilter filter = MakeFilter(options);
+  std::unique_ptr<StateCursor> cursor;
+  if (!options.state_path.empty()) {
+    cursor = std::make_unique<StateCursor>();
+    if (!cursor->Load(options.state_path, &filter)) return 1;
+  }
   if (!options.scan && filter.archive_name.empty()) {
     std::error_code ec;
     if (!std::filesystem::is_regular_file(options.input_path, ec)) {
@@ -248,8 +261,12 @@ int Run(int argc, char** argv) {
   bool unreadable = false;
   if (int code = Discover(filter, options.input_path, &entries, &unreadable); code != 0)
     return code;
-  // A complete document that lacks what could not be read.
-  auto status = [&](int code) { return code == 0 && unreadable ? kUnreadableStatus : code; };
+  // A complete document that lacks what could not be read. With --state, a
+  // run whose output is complete (status 0 or 2) saves the cursor.
+  auto status = [&](int code) {
+    if (code == 0 && cursor != nullptr && !cursor->Save(entries)) return -1;
+    return code == 0 && unreadable ? kUnreadableStatus : code;
+  };
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
     auto write_empty = [&options](std::ostream* out, CompressingStreambuf* = nullptr) {
@@ -257,6 +274,7 @@ int Run(int argc, char** argv) {
     };
     if (!options.strict && !options.parquet) {
       // The empty result goes to standard output, never to a file.
+      // (--state: the cursor is saved as it was.)
       write_empty(&std::cout);
       return status(FinishStandardOutput());
     }
@@ -270,18 +288,24 @@ int Run(int argc, char** argv) {
     } else {
       code = WriteOutputFile(options.output_path, entries, write_empty);
     }
+    if (options.strict) cursor.reset();  // status 3 or worse: FILE stays as it is
     code = status(code);
     return code == 0 && options.strict ? kNothingFoundStatus : code;
   }
 
+  const ReadPosition start = cursor ? cursor->Start(entries, &unreadable) : ReadPosition{};
   if (options.output_path.empty()) {
-    WriteDocument(options, filter, entries, &std::cout, nullptr, &unreadable);
+    WriteDocument(options, filter, entries, &std::cout, nullptr, &unreadable, cursor.get(),
+                  start);
     return status(FinishStandardOutput());
   }
-  return status(WriteOutputFile(options.output_path, entries,
-                               [&](std::ostream* out, CompressingStreambuf* compressor) {
-    WriteDocument(options, filter, entries, out, compressor, &unreadable);
-  }));
+  return status(WriteOutputFile(
+      options.output_path, entries,
+      [&](std::ostream* out, CompressingStreambuf* compressor) {
+        WriteDocument(options, filter, entries, out, compressor, &unreadable, cursor.get(),
+                      start);
+      },
+      cursor != nullptr));
 }
 
 }  // namespace qorarc

@@ -22,21 +22,39 @@ AReadState::AReadState(size_t capacity)
 
 AReadState::~AReadState() { Close(); }
 
-void AReadState::Export(const std::vector<ArchiveFileEntry>& files, ItemSink* sink) {
-  for (const ArchiveFileEntry& file : files)
-    if (ExportFile(file.path, sink) == FileEnd::kStopAll) break;
+void AReadState::Export(const std::vector<ArchiveFileEntry>& files, ItemSink* sink,
+                        const ReadPosition& start, bool hold_last_tail) {
+  for (size_t i = start.file; i < files.size(); ++i) {
+    ReadPosition from;
+    from.file = i;
+    if (i == start.file) from = start;
+    if (ExportFile(files[i].path, sink, from, hold_last_tail && i + 1 == files.size()) ==
+        FileEnd::kStopAll)
+      break;
+  }
   Close();
 }
 
-AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* sink) {
+ReadPosition AReadState::Position(size_t file, bool rest_skipped) const {
+  return {file, file_offset_ + position_, day_, device_, inode_, rest_skipped};
+}
+
+AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* sink,
+                                           const ReadPosition& start, bool hold_tail) {
   valid_ = 0;
   position_ = 0;
-  day_ = 0;
+  file_offset_ = start.offset;
+  day_ = start.day;
   read_error_ = 0;
   Close();
-  const int error = Open(path);
+  int error = Open(path);
   sink->FileStarted(path);
   if (error == kNotRegular) return FileEnd::kNext;  // no longer a file: nothing to read
+  if (error == 0 && start.offset != 0 &&
+      lseek(fd_, static_cast<off_t>(start.offset), SEEK_SET) < 0) {
+    error = errno;
+    Close();
+  }
   if (error != 0) {
     sink->ReadFailed(path, error);
     return FileEnd::kNext;
@@ -53,9 +71,11 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
       case RecordStatus::kItem:
         position_ += result.length;
         if (!sink->Item(item_)) return FileEnd::kNext;
+        sink->Consumed(Position(start.file, false));
         break;
       case RecordStatus::kDayMarker:
         position_ += result.length;
+        sink->Consumed(Position(start.file, false));
         break;
       case RecordStatus::kEnd:
         // The data ran out because a read failed, not at an end mark.
@@ -72,13 +92,18 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
           sink->ReadFailed(path, read_error_);
           return FileEnd::kNext;
         }
+        // The newest file's last record may be one the runtime is writing.
+        if (hold_tail) return FileEnd::kNext;
         // A record cut short by the end of the file is a bad record.
         MarkBadRecord(data, size, day_, &item_);
         [[fallthrough]];
       case RecordStatus::kBad:
         // Reported only when the bad record itself was taken: one past the
         // until-time ends the file like any other item.
-        if (sink->Item(item_)) sink->Corruption(path);
+        if (sink->Item(item_)) {
+          sink->Consumed(Position(start.file, true));
+          sink->Corruption(path);
+        }
         return FileEnd::kNext;
       case RecordStatus::kReadError:
         sink->Corruption(path);
@@ -102,6 +127,8 @@ int AReadState::Open(const std::string& path) {
     Close();
     return kNotRegular;
   }
+  device_ = st.st_dev;
+  inode_ = st.st_ino;
   at_eof_ = false;
   return 0;
 }
@@ -114,6 +141,7 @@ void AReadState::Close() {
 
 void AReadState::Refill() {
   const size_t remaining = valid_ - position_;
+  file_offset_ += position_;
   std::memmove(buffer_.get(), buffer_.get() + position_, remaining);
   valid_ = remaining;
   position_ = 0;

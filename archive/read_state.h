@@ -17,6 +17,19 @@ namespace qorarc {
 
 // Receives what the export loop reads, in the manner of a corruption
 // reporter: one narrow interface for items and for the loop's messages.
+// Where the export loop stands in its files, for a cursor that a later run
+// resumes from (app/state_cursor.h).
+struct ReadPosition {
+  size_t file = 0;      // index into the files given to Export()
+  uint64_t offset = 0;  // bytes consumed: the end of the last whole record
+  uint16_t day = 0;     // the day number in force at `offset`
+  uint64_t device = 0;  // the file's identity when it was read
+  uint64_t inode = 0;
+  // A bad record at `offset` was handed on and ended the file: nothing of
+  // the file after it is read, now or later.
+  bool rest_skipped = false;
+};
+
 class ItemSink {
  public:
   virtual ~ItemSink();
@@ -33,6 +46,9 @@ class ItemSink {
   // The file could not be opened or read: `error_number` is the errno of
   // the failed call. Items read before it have been handed over.
   virtual void ReadFailed(const std::string& path, int error_number) = 0;
+  // A record has been consumed: a day marker, an item the sink took (after
+  // Item() returned true), or a bad record that was taken.
+  virtual void Consumed(const ReadPosition& position) { (void)position; }
 };
 
 class AReadState {
@@ -45,8 +61,13 @@ class AReadState {
   AReadState& operator=(const AReadState&) = delete;
 
   // Reads every file in order, handing what it finds to `*sink`, until the
-  // files end or the sink is done.
-  void Export(const std::vector<ArchiveFileEntry>& files, ItemSink* sink);
+  // files end or the sink is done. `start` resumes a cursor: files before
+  // start.file are skipped, and that file is read from start.offset with
+  // start.day in force. `hold_last_tail`: a record cut short at the end of
+  // the last file is still being written, not damage; it is neither handed
+  // on nor reported.
+  void Export(const std::vector<ArchiveFileEntry>& files, ItemSink* sink,
+              const ReadPosition& start = {}, bool hold_last_tail = false);
 
   // Bytes read from the files so far, for a progress display.
   uint64_t bytes_read() const { return bytes_read_; }
@@ -56,7 +77,11 @@ class AReadState {
  private:
   enum class FileEnd { kNext, kStopAll };
 
-  FileEnd ExportFile(const std::string& path, ItemSink* sink);
+  // `start`: the file's index, the offset and day to begin with.
+  FileEnd ExportFile(const std::string& path, ItemSink* sink, const ReadPosition& start,
+                     bool hold_tail);
+  // The position after the bytes consumed so far in the current file.
+  ReadPosition Position(size_t file, bool rest_skipped) const;
   // Opens a regular file: returns 0, the errno of the failed call, or
   // kNotRegular for anything else (a FIFO or a directory put in its place).
   int Open(const std::string& path);
@@ -70,6 +95,9 @@ class AReadState {
   size_t valid_ = 0;
   size_t position_ = 0;
   int fd_ = -1;
+  uint64_t file_offset_ = 0;  // the file's offset of buffer_[0]
+  uint64_t device_ = 0;
+  uint64_t inode_ = 0;
   bool at_eof_ = true;
   int read_error_ = 0;  // errno of a failed read of the current file
   uint16_t day_ = 0;

@@ -47,6 +47,17 @@ class ItemProcessor : public ItemSink {
   // Reports the file on standard error, always, and remembers the failure.
   // The messages go through the item output, in order with the items.
   void ReadFailed(const std::string& path, int error_number) override;
+  void Consumed(const ReadPosition& position) override;
+
+  // Keeps a cursor (--state), starting at `start`: the position after the
+  // last record consumed, held after the record of the limit's last written
+  // item. The first item past the until-time and a file that cannot be read
+  // end the export, so that the next run resumes before them and nothing
+  // after them is exported twice or lost.
+  void KeepCursor(const ReadPosition& start);
+  const ReadPosition& cursor() const { return cursor_; }
+  // Some record was consumed into the cursor.
+  bool cursor_moved() const { return cursor_moved_; }
 
   // Items that passed the filter: written or, past the limit, only counted.
   int32_t count() const { return count_; }
@@ -59,6 +70,11 @@ class ItemProcessor : public ItemSink {
   ItemOutput* output_;
   RangeSet ids_;
   int32_t count_ = 0;
+  bool keep_cursor_ = false;
+  bool cursor_held_ = false;  // the cursor moves no more
+  bool stopped_ = false;      // a cursor's run ends here
+  bool cursor_moved_ = false;
+  ReadPosition cursor_;
 };
 
 }  // namespace qorarc

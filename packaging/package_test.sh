@@ -56,9 +56,23 @@ root=$tmp/root
 dpkg-deb -x "$deb" "$root"
 for file in bin/QorArc share/man/man1/QorArc.1.gz share/bash-completion/completions/QorArc \
     share/doc/qorarc/archive-format.md share/doc/qorarc/diagnostics.md \
-    share/doc/qorarc/copyright share/doc/qorarc/changelog.gz; do
+    share/doc/qorarc/copyright share/doc/qorarc/changelog.gz \
+    share/doc/qorarc/examples/qorarc-export@.service \
+    share/doc/qorarc/examples/qorarc-export@.timer; do
   [ -f "$root/usr/$file" ] || fail "the package lacks /usr/$file"
 done
+# The example units are not enabled: nothing under lib/systemd.
+[ ! -e "$root/usr/lib/systemd" ] && [ ! -e "$root/lib/systemd" ] ||
+  fail "the package installs systemd units"
+# They are valid units (their command need not exist here).
+if command -v systemd-analyze >/dev/null; then
+  for unit in service timer; do
+    cp "$root/usr/share/doc/qorarc/examples/qorarc-export@.$unit" "$tmp/qorarc-export@plant.$unit"
+  done
+  systemd-analyze verify --man=no "$tmp/qorarc-export@plant.service" \
+    "$tmp/qorarc-export@plant.timer" >"$tmp/units" 2>&1 ||
+    { cat "$tmp/units" >&2; fail "systemd-analyze refuses the example units"; }
+fi
 [ ! -e "$root/usr/share/man/man1/QorArc.1" ] || fail "the manual page is also installed uncompressed"
 
 # gzip -9n: no file name, no time stamp, maximum compression (header bytes 3

@@ -1,6 +1,6 @@
 # bash completion for QorArc                                  -*- shell-script -*-
 #
-# Completes the options; paths after -i/--input and -o/--output; and archive
+# Completes the options; paths after -i/--input, -o/--output and --state; and archive
 # names, read from the file names under the input directory (-i, or the
 # default /qor/arc), after -fn/--archive and for the last argument. Installed
 # under bash-completion's completions directory, this file is loaded by the
@@ -30,11 +30,11 @@ _qorarc() {
         -itc --item-total-count -cf --csv -ch --csv-header
         -ccf --csv-column-filter -dscl --delimiter-semicol
         -dspc --delimiter-space -dtab --delimiter-tab
-        -jl --json-lines -lc --long-csv -pq --parquet --strict"
+        -jl --json-lines -lc --long-csv -pq --parquet --strict --state"
     COMPREPLY=()
 
     case $prev in
-        -i | --input | -o | --output)
+        -i | --input | -o | --output | --state)
             compopt -o filenames 2>/dev/null
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
             return 0
