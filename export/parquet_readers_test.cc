@@ -237,26 +237,6 @@ TEST_F(ParquetReadersTest, EveryCellReadsBack) {
   for (const char* reader : {"duckdb", "hyparquet"}) ExpectRows(path, rows, reader);
 }
 
-TEST_F(ParquetReadersTest, FileWithoutRows) {
-  std::string path = WriteFile({}, {}, dir_.path() + "/empty.parquet");
-  EXPECT_EQ(Read(path, "duckdb", "rows"), std::vector<std::string>());
-  EXPECT_EQ(Read(path, "hyparquet", "rows"), std::vector<std::string>());
-  EXPECT_EQ(Read(path, "duckdb", "schema"),
-            (std::vector<std::string>{
-                R"(["ts","TIMESTAMP WITH TIME ZONE"])", R"(["i32","INTEGER"])",
-                R"(["i64","BIGINT"])", R"(["real","DOUBLE"])", R"(["text","VARCHAR"])",
-                R"(["kind","VARCHAR"])", R"(["raw","BLOB"])"}));
-  EXPECT_EQ(Read(path, "hyparquet", "schema"),
-            (std::vector<std::string>{
-                R"(["ts","OPTIONAL INT64  {\"type\":\"TIMESTAMP\",)"
-                R"(\"isAdjustedToUTC\":true,\"unit\":\"NANOS\"}"])",
-                R"(["i32","OPTIONAL INT32  "])", R"(["i64","OPTIONAL INT64  "])",
-                R"(["real","OPTIONAL DOUBLE  "])",
-                R"(["text","OPTIONAL BYTE_ARRAY UTF8 {\"type\":\"STRING\"}"])",
-                R"(["kind","OPTIONAL BYTE_ARRAY UTF8 {\"type\":\"STRING\"}"])",
-                R"(["raw","OPTIONAL BYTE_ARRAY  "])"}));
-}
-
 // The chunk statistics DuckDB finds: merged over pages, NaN left out, zero
 // bounds as -0.0 and +0.0, bytewise order, none for a chunk of NaN and nulls.
 TEST_F(ParquetReadersTest, StatisticsDuckdbReads) {
