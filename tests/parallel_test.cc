@@ -106,7 +106,7 @@ std::string WriteLongArchive(const std::string& root) {
 TEST(ParallelFailureTest, FailedWriteEndsAsOneThread) {
   TempDir dir;
   const std::string arc = WriteLongArchive(dir.path() + "/arc");
-  for (const char* format : {"--csv", "-p", "-jl", "-lc"}) {
+  for (const char* format : {"--csv", "-itc", "-p", "-jl", "-lc"}) {
     for (rlim_t limit : {70'000, 200'001, 450'000}) {
       SCOPED_TRACE(std::string(format) + " limited to " + std::to_string(limit) + " bytes");
       Launch launch;
