@@ -84,8 +84,15 @@ int32_t DelimiterOf(const Options& options) {
   return kComma;
 }
 
+// True when the export is the JSON document, the format no other switch
+// replaces.
+bool WritesJsonDocument(const Options& options) {
+  return !options.parquet && !options.json_lines && !options.long_csv && !options.csv;
+}
+
 // The writer of an export document on `out`. Of several format switches,
-// JSON Lines wins over long CSV, and long CSV over CSV.
+// Parquet wins over JSON Lines, JSON Lines over long CSV, and long CSV over
+// CSV.
 std::unique_ptr<Writer> MakeWriter(const Options& options, WriterTarget out) {
   if (options.parquet) return std::make_unique<ParquetWriter>(out, ExportThreads());
   if (options.json_lines) return std::make_unique<JsonLinesWriter>(out);
@@ -128,6 +135,7 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
     settings.threads = threads;
     settings.batch_items = ExportBatchItems(ParallelOutput::kDefaultBatchItems);
     settings.compressor = compressor;
+    settings.ends_at_text_without_form = WritesJsonDocument(options);
     output = std::make_unique<ParallelOutput>(
         writer.get(), &text,
         [&options](PendingText* block) { return MakeWriter(options, block); }, settings);

@@ -137,6 +137,15 @@ void ParallelOutput::Write(const ArchiveItem& item) {
     document_->writeItem(views_.Build(item));
     return;
   }
+  const int code = item.code();
+  if (settings_.ends_at_text_without_form && IsTextWithoutForm(code) &&
+      ValueCount(code, item.count) > 0) {
+    // Everything before the item is written first; then the document's
+    // writer fails on it as it would without threads, before more is read.
+    Finish();
+    document_->writeItem(views_.Build(item));
+    return;
+  }
   Batch& batch = *current_;
   const size_t value_size = ValueBytesOf(item);
   batch.items.push_back({item.time_low, item.time_high, item.id, item.day, item.type,

@@ -56,6 +56,10 @@ class ParallelOutput : public ItemOutput {
     // The document's stream compresses (-o NAME.gz, NAME.zst): the workers
     // compress each block as a member of its own, which goes out whole.
     CompressingStreambuf* compressor = nullptr;
+    // The document is JSON, which has no form for a text array
+    // (IsTextWithoutForm): such an item ends the export, and reading stops
+    // there, as with one thread.
+    bool ends_at_text_without_form = false;
   };
 
   static constexpr size_t kDefaultBatchItems = 4096;

@@ -105,7 +105,14 @@ Output Export(const ItemFilter& filter, const std::vector<IdRange>& columns, boo
   std::unique_ptr<ItemOutput> items;
   if (threaded) {
     items = std::make_unique<ParallelOutput>(writer.get(), &text, make_writer,
-                                             ParallelOutput::Settings{3, 2, 4096});
+                                             ParallelOutput::Settings{
+                                                 .threads = 3,
+                                                 .batch_items = 2,
+                                                 .batch_bytes = 4096,
+                                                 .compressor = nullptr,
+                                                 .ends_at_text_without_form =
+                                                     format == Format::kCompact ||
+                                                     format == Format::kPretty});
   } else {
     items = std::make_unique<DirectOutput>(writer.get());
   }
