@@ -83,6 +83,9 @@ class ParallelOutput : public ItemOutput {
   void Finish() override;
   bool Failed() const override;
 
+  // Worker threads started: none until the first batch goes to them.
+  size_t workers() const { return workers_.size(); }
+
  private:
   struct Batch;
   struct Worker;
