@@ -17,7 +17,7 @@ enum class Opt {
   kHelp, kVerbose, kVersion, kScan, kCsv, kPretty, kItemCount, kItemTotalCount,
   kNoData, kNoEvents, kNoLog, kFromTime, kUntilTime, kFilterId, kColumnFilter,
   kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab, kJsonLines, kLongCsv, kParquet,
-  kStrict, kState,
+  kStrict, kState, kStateWait,
 };
 
 struct OptionSpec {
@@ -55,6 +55,7 @@ constexpr OptionSpec kOptionTable[] = {
     {"-pq", "--parquet", false, Opt::kParquet},
     {"", "--strict", false, Opt::kStrict},
     {"", "--state", true, Opt::kState},
+    {"", "--state-wait", true, Opt::kStateWait},
 };
 
 const OptionSpec* FindOption(std::string_view arg) {
@@ -142,6 +143,13 @@ bool ApplyValue(Options* options, Opt opt, std::string_view name, const std::str
     case Opt::kState:
       options->state_path = value;
       return !value.empty();
+    case Opt::kStateWait:
+      // Always read whole: a new option has no lenient past to keep.
+      if (!ParseWholeInt(value, &options->state_wait_seconds) || options->state_wait_seconds < 0) {
+        RefusedValueLine(name, "a whole number of seconds from 0 up", value);
+        return false;
+      }
+      return true;
     default:
       return false;
   }

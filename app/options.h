@@ -39,6 +39,9 @@ struct Options {
   bool strict = false;
   // --state FILE: the cursor of repeated exports (app/state_cursor.h).
   std::string state_path;
+  // --state-wait SECONDS: how long a run waits for another run that holds
+  // the same state file.
+  int32_t state_wait_seconds = 10;
   bool parsed = false;  // parsing ended successfully
 };
 

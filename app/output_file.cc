@@ -153,6 +153,8 @@ std::string HiddenName(const std::string& dir) {
 
 }  // namespace
 
+CommitObserver::~CommitObserver() = default;
+
 OutputFile::OutputFile(bool unnamed) : stream_(nullptr), try_unnamed_(unnamed) {}
 
 OutputFile::~OutputFile() {
@@ -207,6 +209,11 @@ int OutputFile::NewFile(const std::string& dir, bool named_later) {
   // Otherwise a hidden one, removed again on failure.
   for (int attempt = 0; fd < 0 && attempt < 100; ++attempt) {
     const std::string hidden = HiddenName(dir);
+    // The observer records the name before it exists; not for a directory
+    // where it could not exist.
+    if (named_later && observer_ != nullptr &&
+        (access(dir.c_str(), W_OK) != 0 || !observer_->Naming(hidden)))
+      return -1;
     if (!Arm(hidden)) return -1;
     hidden_ = hidden;
     fd = open(hidden.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -261,6 +268,7 @@ bool OutputFile::LinkUnnamed() {
   const std::string proc_path = "/proc/self/fd/" + std::to_string(fd_);
   for (int attempt = 0; attempt < 100; ++attempt) {
     const std::string hidden = HiddenName(dir_);
+    if (observer_ != nullptr && !observer_->Naming(hidden)) return false;
     if (!Arm(hidden)) return false;
     hidden_ = hidden;
     if (linkat(AT_FDCWD, proc_path.c_str(), AT_FDCWD, hidden.c_str(), AT_SYMLINK_FOLLOW) == 0)
@@ -294,16 +302,31 @@ bool OutputFile::Commit() {
   if (target_.empty()) {  // written directly
     return buffer_->close() != nullptr && ok;
   }
-  if (ok && unnamed_) ok = LinkUnnamed();
+  // On the disk before it has any name, so that a run killed while the
+  // disk catches up leaves no whole copy behind.
   if (ok && sync_) ok = fsync(fd_) == 0;
+  if (ok && unnamed_) ok = LinkUnnamed();
   ok = buffer_->close() != nullptr && ok;
   fd_ = -1;
-  if (ok && rename(hidden_.c_str(), target_.c_str()) == 0) {
+  if (!ok) {
+    RemoveHidden();
+    return false;
+  }
+  if (observer_ != nullptr && !observer_->Named(hidden_)) {
+    RemoveHidden();
+    return false;
+  }
+  if (rename(hidden_.c_str(), target_.c_str()) == 0) {
     Disarm();
     hidden_.clear();
     return true;
   }
-  RemoveHidden();
+  if (observer_ == nullptr || observer_->Abandoned(hidden_)) {
+    RemoveHidden();
+  } else {
+    Disarm();  // the observer settles it later
+    hidden_.clear();
+  }
   return false;
 }
 

@@ -6,7 +6,8 @@
 // thrown by a writer, or SIGINT, SIGTERM, SIGHUP, SIGQUIT or SIGXFSZ.
 //
 // Where the file system has O_TMPFILE the new file has no name until
-// Commit(), so even SIGKILL leaves nothing behind; otherwise it has a hidden
+// Commit(), so even SIGKILL leaves nothing behind (but in the instant
+// between its hidden name and the target's); otherwise it has a hidden
 // name, ".qorarc-<pid>-<n>.tmp", which the destructor and the signal
 // handlers remove. A symbolic link keeps pointing where it did; its target
 // is replaced. A replaced file keeps its permission bits (and, when the
@@ -36,6 +37,23 @@
 
 namespace qorarc {
 
+// Told by an OutputFile as its new file makes its way to the target's name,
+// so that a cursor can commit together with it (app/state_cursor.h). Each
+// call may refuse; the output then does not take the target's name.
+class CommitObserver {
+ public:
+  virtual ~CommitObserver();
+  // The new file is about to get the hidden name `hidden`, which does not
+  // exist yet.
+  virtual bool Naming(const std::string& hidden) = 0;
+  // The new file, complete and on the disk, has the hidden name; it takes
+  // the target's name next.
+  virtual bool Named(const std::string& hidden) = 0;
+  // It did not take the target's name after Named(). True when the hidden
+  // name may be removed now; false leaves it for the observer to settle.
+  virtual bool Abandoned(const std::string& hidden) = 0;
+};
+
 class OutputFile {
  public:
   // `unnamed`: use an unnamed file where the file system has them; false
@@ -49,8 +67,12 @@ class OutputFile {
   // Opens `path` for writing; false when it cannot be.
   bool Open(const std::string& path);
 
-  // Flush the new file to the disk before it takes the target's name.
+  // Flush the new file to the disk before it takes any name.
   void set_sync(bool sync) { sync_ = sync; }
+
+  // Tells `observer` of each step of a replacement (not of a file written
+  // directly or copied over). Set before Open().
+  void set_observer(CommitObserver* observer) { observer_ = observer; }
 
   // The stream the document goes to; valid after a successful Open().
   std::ostream* stream() { return &stream_; }
@@ -89,6 +111,7 @@ class OutputFile {
   std::string hidden_;    // the new file's hidden name, while it has one
   int copy_to_ = -1;      // the target, when the new file is copied over it
   bool sync_ = false;
+  CommitObserver* observer_ = nullptr;
 };
 
 }  // namespace qorarc

@@ -11,12 +11,14 @@
 #include <vector>
 
 #include "app/build_info.h"
+#include "app/deferred_signals.h"
 #include "app/export_threads.h"
 #include "app/help_text.h"
 #include "app/options.h"
 #include "app/output_file.h"
 #include "app/progress_meter.h"
 #include "app/state_cursor.h"
+#include "app/state_lock.h"
 #include "archive/discovery.h"
 #include "archive/read_state.h"
 #include "core/messages.h"
@@ -109,15 +111,20 @@ constexpr int kUnreadableStatus = 2;
 // With --strict, the exit status of a run that found no archive file: no
 // file of the archive, none in the time span, none at all for --scan.
 constexpr int kNothingFoundStatus = 3;
+// With --state, the exit status of a run that found the state file held by
+// another run for longer than --state-wait.
+constexpr int kBusyStatus = 4;
 
 // Runs the writer over the files: the export document, or the scan listing.
 // Sets `*unreadable` when a file could not be read. `compressor`: the
 // stream's, when it compresses, for the threads to compress blocks for.
-// With `cursor`, begins at `start` and records where the export stopped.
+// With `cursor`, begins each file where `starts` says, hands the cursor
+// what was consumed, and sets `*written` to the number of items written.
 void WriteDocument(const Options& options, const ItemFilter& filter,
                    const std::vector<ArchiveFileEntry>& entries, std::ostream* out,
                    CompressingStreambuf* compressor, bool* unreadable,
-                   StateCursor* cursor = nullptr, const ReadPosition& start = {}) {
+                   StateCursor* cursor = nullptr, const std::vector<FileStart>& starts = {},
+                   int32_t* written = nullptr) {
   if (options.scan) {
     WriteScanList(out, options.pretty_print, CollectSpans(entries));
     return;
@@ -143,7 +150,7 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
     output = std::make_unique<DirectOutput>(writer.get());
   }
   ItemProcessor processor(&filter, options.item_total_count, output.get());
-  if (cursor != nullptr) processor.KeepCursor(start);
+  if (cursor != nullptr) processor.KeepCursor();
   AReadState state;
   const ProgressMeter::Mode progress = ProgressMeter::Wanted(!options.output_path.empty());
   ProgressMeter meter(progress, &processor, &state, entries, filter.item_count_limit);
@@ -152,7 +159,7 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
     state.Export(entries, progress == ProgressMeter::Mode::kOff
                               ? static_cast<ItemSink*>(&processor)
                               : &meter,
-                start, cursor != nullptr);
+                 starts);
     output->Finish();
   } catch (const std::logic_error&) {
     writer->flush();  // keep what was written before the failing item
@@ -161,7 +168,10 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   writer->endDocument(processor.count());
   meter.Finish();
   if (processor.read_failed()) *unreadable = true;
-  if (cursor != nullptr) cursor->Stopped(processor.cursor(), processor.cursor_moved());
+  if (cursor != nullptr) {
+    cursor->Advance(entries, processor.consumed());
+    *written = processor.written();
+  }
 }
 
 // Flushes standard output; a failed write must not end in success.
@@ -192,13 +202,18 @@ bool IsArchiveFile(const std::string& output, const std::vector<ArchiveFileEntry
 // Writes a document with `write` to the -o file: replaced whole when every
 // write succeeded, compressed when its name asks for it. Returns 0, or -1
 // after the error line.
-// `sync`: on the disk before it takes the name (a cursor is saved next).
+// With `cursor`, the file is on the disk before it takes its name, and takes
+// it in one step with the cursor (app/state_cursor.h); when `*nothing_new`
+// is set after the export, the file is left as it was.
 template <typename WriteFn>
 int WriteOutputFile(const std::string& path, const std::vector<ArchiveFileEntry>& entries,
-                    WriteFn write, bool sync = false) {
+                    WriteFn write, StateCursor* cursor = nullptr,
+                    const bool* nothing_new = nullptr) {
   OutputFile file;
-  file.set_sync(sync);
+  file.set_sync(cursor != nullptr);
+  file.set_observer(cursor);
   if (IsArchiveFile(path, entries) || !file.Open(path)) {
+    if (cursor != nullptr && !cursor->error().empty()) ErrorLine(cursor->error());
     ErrorLine("Failed to open file '" + path + "' for writing.");
     return -1;
   }
@@ -214,11 +229,35 @@ int WriteOutputFile(const std::string& path, const std::vector<ArchiveFileEntry>
     write(&plain, &compressor);
     if (!compressor.Finish() || !plain) file.stream()->setstate(std::ios::badbit);
   }
+  if (nothing_new != nullptr && *nothing_new) return 0;
+  // A signal during the commit waits for its end; what it interrupted is
+  // then complete, and the run ends as it would have.
+  DeferredSignals deferred;
   if (!file.Commit()) {
+    if (cursor != nullptr && !cursor->error().empty()) ErrorLine(cursor->error());
     ErrorLine("Failed to write to '" + path + "'.");
     return -1;
   }
+  if (cursor != nullptr) {
+    std::string err;
+    // The output and the cursor are committed; a cursor that cannot be
+    // settled now is settled by the next run.
+    if (!cursor->Save(&err)) ErrorLine(err);
+    const std::string signal = deferred.TakeCommitted();
+    if (!signal.empty())
+      ErrorLine(signal + " came while the export was being committed; it is complete and "
+                "committed.");
+  }
   return 0;
+}
+
+// Saves the cursor of a run whose output is complete; -1 after the error line.
+int SaveCursor(StateCursor* cursor) {
+  DeferredSignals deferred;
+  std::string err;
+  if (cursor->Save(&err)) return 0;
+  ErrorLine(err);
+  return -1;
 }
 
 }  // namespace
@@ -251,10 +290,26 @@ int Run(int argc, char** argv) {
     }
   }
   ItemFilter filter = MakeFilter(options);
+  StateLock lock;
   std::unique_ptr<StateCursor> cursor;
   if (!options.state_path.empty()) {
+    std::string err;
+    switch (lock.Acquire(options.state_path, options.state_wait_seconds, &err)) {
+      case StateLock::Result::kHeld:
+        break;
+      case StateLock::Result::kBusy:
+        ErrorLine("State file '" + options.state_path + "' is in use by another run.");
+        return kBusyStatus;
+      case StateLock::Result::kFailed:
+        ErrorLine(err);
+        return 1;
+    }
     cursor = std::make_unique<StateCursor>();
-    if (!cursor->Load(options.state_path, &filter)) return 1;
+    DeferredSignals deferred;  // the settling of an earlier run's commit
+    if (!cursor->Load(options.state_path, &filter, &err)) {
+      ErrorLine(err);
+      return 1;
+    }
   }
   if (!options.scan && filter.archive_name.empty()) {
     std::error_code ec;
@@ -269,51 +324,60 @@ int Run(int argc, char** argv) {
   bool unreadable = false;
   if (int code = Discover(filter, options.input_path, &entries, &unreadable); code != 0)
     return code;
-  // A complete document that lacks what could not be read. With --state, a
-  // run whose output is complete (status 0 or 2) saves the cursor.
-  auto status = [&](int code) {
-    if (code == 0 && cursor != nullptr && !cursor->Save(entries)) return -1;
-    return code == 0 && unreadable ? kUnreadableStatus : code;
-  };
+  // A complete document that lacks what could not be read.
+  auto status = [&](int code) { return code == 0 && unreadable ? kUnreadableStatus : code; };
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
     auto write_empty = [&options](std::ostream* out, CompressingStreambuf* = nullptr) {
       MakeWriter(options, out)->writeEmptyResult();
     };
-    if (!options.strict && !options.parquet) {
+    int code;
+    if (cursor != nullptr) {
+      // Nothing found is nothing new: the cursor stays as it was, and no
+      // output file is written; the empty result goes to standard output
+      // when no file is named.
+      code = options.output_path.empty() ? (write_empty(&std::cout), FinishStandardOutput()) : 0;
+    } else if (!options.strict && !options.parquet) {
       // The empty result goes to standard output, never to a file.
-      // (--state: the cursor is saved as it was.)
       write_empty(&std::cout);
       return status(FinishStandardOutput());
-    }
-    // Unattended runs, and Parquet, whose file is no text for a terminal:
-    // the -o file holds this run's result. With --strict the status tells
-    // that nothing was found (unless worse happened).
-    int code;
-    if (options.output_path.empty()) {
+    } else if (options.output_path.empty()) {
+      // Unattended runs, and Parquet, whose file is no text for a terminal:
+      // the -o file holds this run's result.
       write_empty(&std::cout);
       code = FinishStandardOutput();
     } else {
       code = WriteOutputFile(options.output_path, entries, write_empty);
     }
-    if (options.strict) cursor.reset();  // status 3 or worse: FILE stays as it is
+    // With --strict the status tells that nothing was found (unless worse
+    // happened).
     code = status(code);
     return code == 0 && options.strict ? kNothingFoundStatus : code;
   }
 
-  const ReadPosition start = cursor ? cursor->Start(entries, &unreadable) : ReadPosition{};
+  std::vector<FileStart> starts;
+  if (cursor != nullptr) starts = cursor->Plan(entries, &unreadable);
+  int32_t written = 0;
   if (options.output_path.empty()) {
     WriteDocument(options, filter, entries, &std::cout, nullptr, &unreadable, cursor.get(),
-                  start);
-    return status(FinishStandardOutput());
+                  starts, &written);
+    int code = FinishStandardOutput();
+    // Standard output cannot take back what it wrote: the cursor follows it.
+    if (code == 0 && cursor != nullptr) code = SaveCursor(cursor.get());
+    return status(code);
   }
-  return status(WriteOutputFile(
+  // --state: a run with nothing new leaves the output file as it was.
+  bool nothing_new = false;
+  int code = WriteOutputFile(
       options.output_path, entries,
       [&](std::ostream* out, CompressingStreambuf* compressor) {
         WriteDocument(options, filter, entries, out, compressor, &unreadable, cursor.get(),
-                      start);
+                      starts, &written);
+        nothing_new = cursor != nullptr && written == 0;
       },
-      cursor != nullptr));
+      cursor.get(), &nothing_new);
+  if (code == 0 && nothing_new) code = SaveCursor(cursor.get());
+  return status(code);
 }
 
 }  // namespace qorarc

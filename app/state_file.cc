@@ -9,14 +9,13 @@
 #include <cstring>
 #include <map>
 
-#include "core/messages.h"
-
 namespace qorarc {
 namespace {
 
-constexpr std::string_view kFirstLine = "qorarc-state 1";
+constexpr std::string_view kFirstLine = "qorarc-state 2";
+constexpr std::string_view kFirstLineV1 = "qorarc-state 1";
 
-// The keys of a position, in the order they are written.
+// The keys of a version 1 position, in the order they were written.
 constexpr std::string_view kPositionKeys[] = {"file",   "file_start", "offset",  "day",
                                               "device", "inode",      "fnv1a64", "rest_skipped"};
 
@@ -33,20 +32,88 @@ std::string Hex(uint64_t value) {
   return text;
 }
 
-}  // namespace
-
-std::string StateText(const ExportState& s) {
-  std::string text = std::string(kFirstLine) + "\narchive " + s.archive + "\nfrom_time " +
-                     std::to_string(s.from_time) + "\n";
-  if (!s.has_position) return text;
-  return text + "file " + s.file + "\nfile_start " + std::to_string(s.file_start) + "\noffset " +
-         std::to_string(s.offset) + "\nday " + std::to_string(s.day) + "\ndevice " +
-         std::to_string(s.device) + "\ninode " + std::to_string(s.inode) + "\nfnv1a64 " +
-         Hex(s.hash) + "\nrest_skipped " + (s.rest_skipped ? "1" : "0") + "\n";
+// Paths may hold any byte but NUL; a backslash and a line feed are escaped
+// so that each stays on its line.
+std::string EscapePath(std::string_view path) {
+  std::string text;
+  for (char c : path) {
+    if (c == '\\') text += "\\\\";
+    else if (c == '\n') text += "\\n";
+    else text += c;
+  }
+  return text;
 }
 
-bool ParseState(std::string_view text, ExportState* state, std::string* problem) {
-  std::map<std::string, std::string, std::less<>> values;
+bool UnescapePath(std::string_view text, std::string* path) {
+  path->clear();
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\') {
+      *path += text[i];
+      continue;
+    }
+    if (++i == text.size()) return false;
+    if (text[i] == '\\') *path += '\\';
+    else if (text[i] == 'n') *path += '\n';
+    else return false;
+  }
+  return !path->empty();
+}
+
+std::string ProgressText(const FileProgress& f) {
+  return std::to_string(f.day_start) + ' ' + std::to_string(f.offset) + ' ' +
+         std::to_string(f.day) + ' ' + (f.rest_skipped ? '1' : '0') + ' ' +
+         std::to_string(f.device) + ' ' + std::to_string(f.inode) + ' ' + std::to_string(f.size) +
+         ' ' + std::to_string(f.mtime_ns) + ' ' + Hex(f.hash) + ' ' +
+         std::to_string(f.missing_since) + ' ' + EscapePath(f.path);
+}
+
+// The fields of a "file" or "next" line; false names the bad field.
+bool ParseProgress(std::string_view text, FileProgress* f, std::string* field) {
+  std::string_view fields[10];
+  for (std::string_view& part : fields) {
+    const size_t blank = text.find(' ');
+    if (blank == std::string_view::npos) {
+      *field = "fields: too few";
+      return false;
+    }
+    part = text.substr(0, blank);
+    text.remove_prefix(blank + 1);
+  }
+  unsigned skipped = 2;
+  const bool ok[] = {Number(fields[0], &f->day_start) && f->day_start >= 0,
+                     Number(fields[1], &f->offset),
+                     Number(fields[2], &f->day),
+                     Number(fields[3], &skipped) && skipped <= 1,
+                     Number(fields[4], &f->device),
+                     Number(fields[5], &f->inode),
+                     Number(fields[6], &f->size),
+                     Number(fields[7], &f->mtime_ns),
+                     fields[8].size() == 16 && Number(fields[8], &f->hash, 16),
+                     Number(fields[9], &f->missing_since) && f->missing_since >= 0};
+  constexpr const char* kNames[] = {"day start", "offset", "day",  "skipped", "device",
+                                    "inode",     "size",   "time", "hash",    "missing time"};
+  for (size_t i = 0; i < std::size(ok); ++i) {
+    if (!ok[i]) {
+      *field = kNames[i];
+      return false;
+    }
+  }
+  f->rest_skipped = skipped == 1;
+  if (!UnescapePath(text, &f->path)) {
+    *field = "path";
+    return false;
+  }
+  return true;
+}
+
+// The lines after the first, as key and value, in order.
+struct Line {
+  int number;
+  std::string_view key, value;
+};
+
+bool SplitLines(std::string_view text, std::vector<Line>* lines, std::string* first,
+                std::string* problem) {
   int line_number = 0;
   while (!text.empty()) {
     ++line_number;
@@ -58,34 +125,36 @@ bool ParseState(std::string_view text, ExportState* state, std::string* problem)
     const std::string_view line = text.substr(0, end);
     text.remove_prefix(end + 1);
     if (line_number == 1) {
-      if (line != kFirstLine) {
-        *problem = "it does not begin with '" + std::string(kFirstLine) + "'";
-        return false;
-      }
+      *first = line;
       continue;
     }
     const size_t blank = line.find(' ');
-    const std::string_view key = line.substr(0, blank);
-    const std::string_view value = blank == std::string_view::npos ? "" : line.substr(blank + 1);
-    bool known = key == "archive" || key == "from_time";
-    for (std::string_view k : kPositionKeys) known = known || key == k;
-    if (!known || blank == std::string_view::npos ||
-        !values.emplace(std::string(key), std::string(value)).second) {
-      const char* what = !known                            ? "unknown key '"
-                         : blank == std::string_view::npos ? "no value after '"
-                                                           : "repeated key '";
-      *problem = "line " + std::to_string(line_number) + ": " + what + std::string(key) + "'";
+    if (blank == std::string_view::npos) {
+      *problem = "line " + std::to_string(line_number) + ": no value after '" +
+                 std::string(line) + "'";
       return false;
     }
+    lines->push_back({line_number, line.substr(0, blank), line.substr(blank + 1)});
   }
   if (line_number == 0) {
     *problem = "it is empty";
     return false;
   }
-  ExportState s;
-  size_t position_keys = 0;
-  for (std::string_view k : kPositionKeys) position_keys += values.count(k);
-  s.has_position = position_keys != 0;
+  return true;
+}
+
+// A version 1 file: one position, or none yet.
+bool ParseVersion1(const std::vector<Line>& lines, ExportState* state, std::string* problem) {
+  std::map<std::string, std::string, std::less<>> values;
+  for (const Line& line : lines) {
+    bool known = line.key == "archive" || line.key == "from_time";
+    for (std::string_view k : kPositionKeys) known = known || line.key == k;
+    if (!known || !values.emplace(std::string(line.key), std::string(line.value)).second) {
+      *problem = "line " + std::to_string(line.number) + ": " +
+                 (known ? "repeated key '" : "unknown key '") + std::string(line.key) + "'";
+      return false;
+    }
+  }
   auto bad = [&](std::string_view key) {
     *problem = values.count(key) ? "bad value of '" + std::string(key) + "'"
                                  : "no '" + std::string(key) + "'";
@@ -96,35 +165,116 @@ bool ParseState(std::string_view text, ExportState* state, std::string* problem)
     auto it = values.find(key);
     return it == values.end() ? kNone : it->second;
   };
+  ExportState s;
   if (!values.count("archive")) return bad("archive");
   s.archive = get("archive");
   if (!Number(get("from_time"), &s.from_time) || s.from_time < -1) return bad("from_time");
-  if (s.has_position) {
-    if (!values.count("file") || get("file").empty()) return bad("file");
-    s.file = get("file");
+  size_t position_keys = 0;
+  for (std::string_view k : kPositionKeys) position_keys += values.count(k);
+  if (position_keys != 0) {
+    FileProgress& p = s.legacy.progress;
+    s.legacy.present = true;
+    if (get("file").empty()) return bad("file");
+    p.path = get("file");
     const std::string& skipped = get("rest_skipped");
-    if (!Number(get("file_start"), &s.file_start) || s.file_start < 0) return bad("file_start");
-    if (!Number(get("offset"), &s.offset)) return bad("offset");
-    if (!Number(get("day"), &s.day)) return bad("day");
-    if (!Number(get("device"), &s.device)) return bad("device");
-    if (!Number(get("inode"), &s.inode)) return bad("inode");
-    if (get("fnv1a64").size() != 16 || !Number(get("fnv1a64"), &s.hash, 16)) return bad("fnv1a64");
+    if (!Number(get("file_start"), &p.day_start) || p.day_start < 0) return bad("file_start");
+    if (!Number(get("offset"), &p.offset)) return bad("offset");
+    if (!Number(get("day"), &p.day)) return bad("day");
+    if (!Number(get("device"), &p.device)) return bad("device");
+    if (!Number(get("inode"), &p.inode)) return bad("inode");
+    if (get("fnv1a64").size() != 16 || !Number(get("fnv1a64"), &p.hash, 16)) return bad("fnv1a64");
     if (skipped != "0" && skipped != "1") return bad("rest_skipped");
-    s.rest_skipped = skipped == "1";
+    p.rest_skipped = skipped == "1";
   }
   *state = s;
   return true;
 }
 
-StateLoad LoadState(const std::string& path, ExportState* state) {
+}  // namespace
+
+std::string StateText(const ExportState& s) {
+  std::string text = std::string(kFirstLine) + "\narchive " + s.archive + "\nfrom_time " +
+                     std::to_string(s.from_time) + "\n";
+  for (const FileProgress& f : s.files) text += "file " + ProgressText(f) + "\n";
+  if (s.commit == ExportState::Commit::kNone) return text;
+  text += std::string("commit ") +
+          (s.commit == ExportState::Commit::kIntent ? "intent " : "pending ") +
+          EscapePath(s.commit_hidden) + "\n";
+  for (const FileProgress& f : s.next) text += "next " + ProgressText(f) + "\n";
+  return text;
+}
+
+bool ParseState(std::string_view text, ExportState* state, std::string* problem) {
+  std::vector<Line> lines;
+  std::string first;
+  if (!SplitLines(text, &lines, &first, problem)) return false;
+  if (first == kFirstLineV1) return ParseVersion1(lines, state, problem);
+  if (first != kFirstLine) {
+    *problem = "it does not begin with '" + std::string(kFirstLine) + "'";
+    return false;
+  }
+  ExportState s;
+  bool seen_archive = false, seen_from = false;
+  auto at = [&](const Line& line, const std::string& what) {
+    *problem = "line " + std::to_string(line.number) + ": " + what;
+    return false;
+  };
+  for (const Line& line : lines) {
+    const std::string key(line.key);
+    if (key == "archive" || key == "from_time") {
+      bool& seen = key == "archive" ? seen_archive : seen_from;
+      if (seen || !s.files.empty() || s.commit != ExportState::Commit::kNone)
+        return at(line, "repeated or misplaced key '" + key + "'");
+      seen = true;
+      if (key == "archive") s.archive = line.value;
+      else if (!Number(line.value, &s.from_time) || s.from_time < -1)
+        return at(line, "bad value of 'from_time'");
+    } else if (key == "file" || key == "next") {
+      const bool next = key == "next";
+      const ExportState::Commit stage =
+          next ? ExportState::Commit::kPending : ExportState::Commit::kNone;
+      if (!seen_archive || !seen_from || s.commit != stage)
+        return at(line, "misplaced key '" + key + "'");
+      FileProgress f;
+      std::string field;
+      if (!ParseProgress(line.value, &f, &field)) return at(line, "bad " + field);
+      (next ? s.next : s.files).push_back(std::move(f));
+    } else if (key == "commit") {
+      if (!seen_archive || !seen_from || s.commit != ExportState::Commit::kNone)
+        return at(line, "misplaced key 'commit'");
+      const size_t blank = line.value.find(' ');
+      const std::string_view stage = line.value.substr(0, blank);
+      if (stage != "intent" && stage != "pending")
+        return at(line, "bad stage '" + std::string(stage) + "'");
+      s.commit = stage == "intent" ? ExportState::Commit::kIntent : ExportState::Commit::kPending;
+      if (blank == std::string_view::npos ||
+          !UnescapePath(line.value.substr(blank + 1), &s.commit_hidden))
+        return at(line, "bad hidden name");
+    } else {
+      return at(line, "unknown key '" + key + "'");
+    }
+  }
+  if (!seen_archive) {
+    *problem = "no 'archive'";
+    return false;
+  }
+  if (!seen_from) {
+    *problem = "no 'from_time'";
+    return false;
+  }
+  *state = std::move(s);
+  return true;
+}
+
+StateLoad LoadState(const std::string& path, ExportState* state, std::string* err) {
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0 && errno == ENOENT) return StateLoad::kMissing;
   std::string text;
   int error = fd < 0 ? errno : 0;
-  // A state file is a few hundred bytes; more is not one.
-  constexpr size_t kMaxBytes = 64 * 1024;
+  // One line of about 120 bytes per archive file: decades of daily files.
+  constexpr size_t kMaxBytes = 64 * 1024 * 1024;
   while (error == 0 && text.size() <= kMaxBytes) {
-    char chunk[4096];
+    char chunk[65536];
     const ssize_t n = read(fd, chunk, sizeof chunk);
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) error = errno;
@@ -133,38 +283,38 @@ StateLoad LoadState(const std::string& path, ExportState* state) {
   }
   if (fd >= 0) close(fd);
   if (error != 0) {
-    ErrorLine("Failed to read state file '" + path + "': " + std::strerror(error) + ".");
+    *err = "Failed to read state file '" + path + "': " + std::strerror(error) + ".";
     return StateLoad::kFailed;
   }
   std::string problem = "it is too long";
   if (text.size() > kMaxBytes || !ParseState(text, state, &problem)) {
-    ErrorLine("State file '" + path + "' is not valid: " + problem + ".");
+    *err = "State file '" + path + "' is not valid: " + problem + ".";
     return StateLoad::kFailed;
   }
   return StateLoad::kLoaded;
 }
 
-bool SaveState(const std::string& path, const ExportState& state) {
+bool SaveState(const std::string& path, const ExportState& state, std::string* err) {
   const std::string text = StateText(state);
-  const std::string temporary = path + ".tmp-" + std::to_string(getpid());
-  bool ok =
-      state.archive.find('\n') == std::string::npos && state.file.find('\n') == std::string::npos;
-  const int fd = ok ? open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666) : -1;
-  ok = fd >= 0;
+  const std::string temporary = path + ".tmp";
+  int error = state.archive.find('\n') == std::string::npos ? 0 : EINVAL;
+  const int fd =
+      error == 0 ? open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666) : -1;
+  if (error == 0 && fd < 0) error = errno;
   size_t written = 0;
-  while (ok && written < text.size()) {
+  while (error == 0 && written < text.size()) {
     const ssize_t n = write(fd, text.data() + written, text.size() - written);
     if (n < 0 && errno == EINTR) continue;
-    ok = n > 0;
-    if (ok) written += static_cast<size_t>(n);
+    if (n <= 0) error = n < 0 ? errno : ENOSPC;
+    else written += static_cast<size_t>(n);
   }
   // On the disk before the name: a crash leaves the old FILE or the new one.
-  if (ok) ok = fsync(fd) == 0;
-  if (fd >= 0) ok = close(fd) == 0 && ok;
-  if (ok) ok = rename(temporary.c_str(), path.c_str()) == 0;
-  if (!ok) {
+  if (error == 0 && fsync(fd) != 0) error = errno;
+  if (fd >= 0 && close(fd) != 0 && error == 0) error = errno;
+  if (error == 0 && rename(temporary.c_str(), path.c_str()) != 0) error = errno;
+  if (error != 0) {
     if (fd >= 0) unlink(temporary.c_str());
-    ErrorLine("Failed to write state file '" + path + "'.");
+    *err = "Failed to write state file '" + path + "': " + std::strerror(error) + ".";
     return false;
   }
   // The rename itself on the disk, so that the next run sees this cursor.

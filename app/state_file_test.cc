@@ -5,53 +5,108 @@
 namespace qorarc {
 namespace {
 
+FileProgress Progress(std::string path, uint64_t offset) {
+  FileProgress f;
+  f.day_start = 610156800000000000;
+  f.offset = offset;
+  f.day = 7062;
+  f.device = 2049;
+  f.inode = 131078;
+  f.size = 9000;
+  f.mtime_ns = 1700000000123456789;
+  f.hash = 0x0c0d2b4f7e1a3c58;
+  f.path = std::move(path);
+  return f;
+}
+
 TEST(StateFileTest, TextIsExactAndReadsBack) {
   ExportState s;
   s.archive = "plant";
   s.from_time = 610156800000000000;
-  EXPECT_EQ(StateText(s), "qorarc-state 1\narchive plant\nfrom_time 610156800000000000\n");
-  s.has_position = true;
-  s.file = "arc/2019/2019-05/2019-05-03_plant.rea";
-  s.file_start = 610156800000000000;
-  s.offset = 4711;
-  s.day = 7062;
-  s.device = 2049;
-  s.inode = 131078;
-  s.hash = 0x0c0d2b4f7e1a3c58;
-  s.rest_skipped = true;
+  EXPECT_EQ(StateText(s), "qorarc-state 2\narchive plant\nfrom_time 610156800000000000\n");
+  s.files.push_back(Progress("arc/2019/2019-05/2019-05-03_plant.rea", 4711));
+  s.files.push_back(Progress("odd \\ name\nwith a line feed", 0));
+  s.files.back().rest_skipped = true;
+  s.files.back().missing_since = 1764000000;
+  s.commit = ExportState::Commit::kPending;
+  s.commit_hidden = "out/.qorarc-812-1.tmp";
+  s.next.push_back(Progress("arc/2019/2019-05/2019-05-03_plant.rea", 5120));
   const std::string text = StateText(s);
   EXPECT_EQ(text,
-            "qorarc-state 1\narchive plant\nfrom_time 610156800000000000\n"
-            "file arc/2019/2019-05/2019-05-03_plant.rea\nfile_start 610156800000000000\n"
-            "offset 4711\nday 7062\ndevice 2049\ninode 131078\nfnv1a64 0c0d2b4f7e1a3c58\n"
-            "rest_skipped 1\n");
+            "qorarc-state 2\narchive plant\nfrom_time 610156800000000000\n"
+            "file 610156800000000000 4711 7062 0 2049 131078 9000 1700000000123456789 "
+            "0c0d2b4f7e1a3c58 0 arc/2019/2019-05/2019-05-03_plant.rea\n"
+            "file 610156800000000000 0 7062 1 2049 131078 9000 1700000000123456789 "
+            "0c0d2b4f7e1a3c58 1764000000 odd \\\\ name\\nwith a line feed\n"
+            "commit pending out/.qorarc-812-1.tmp\n"
+            "next 610156800000000000 5120 7062 0 2049 131078 9000 1700000000123456789 "
+            "0c0d2b4f7e1a3c58 0 arc/2019/2019-05/2019-05-03_plant.rea\n");
   ExportState back;
   std::string problem;
   ASSERT_TRUE(ParseState(text, &back, &problem)) << problem;
-  EXPECT_EQ(StateText(back), text);
+  EXPECT_EQ(back, s);
 }
 
-// Numbers are whole and in range; a day number past 16 bits is refused.
-TEST(StateFileTest, RefusesNumbersOutOfRange) {
-  const std::string head = "qorarc-state 1\narchive \nfrom_time -1\nfile f\nfile_start 0\n";
-  const std::string tail = "device 1\ninode 1\nfnv1a64 00000000000000ff\nrest_skipped 0\n";
+// A cursor of the first format still reads, as the position it recorded.
+TEST(StateFileTest, ReadsTheFirstFormat) {
+  ExportState s;
+  std::string problem;
+  ASSERT_TRUE(ParseState("qorarc-state 1\narchive plant\nfrom_time -1\n"
+                         "file arc/2019/2019-05/2019-05-03_plant.rea\nfile_start 610156800000000000\n"
+                         "offset 4711\nday 7062\ndevice 2049\ninode 131078\n"
+                         "fnv1a64 0c0d2b4f7e1a3c58\nrest_skipped 1\n",
+                         &s, &problem))
+      << problem;
+  EXPECT_TRUE(s.files.empty());
+  ASSERT_TRUE(s.legacy.present);
+  EXPECT_EQ(s.legacy.progress.path, "arc/2019/2019-05/2019-05-03_plant.rea");
+  EXPECT_EQ(s.legacy.progress.day_start, 610156800000000000);
+  EXPECT_EQ(s.legacy.progress.offset, 4711u);
+  EXPECT_EQ(s.legacy.progress.day, 7062);
+  EXPECT_EQ(s.legacy.progress.hash, 0x0c0d2b4f7e1a3c58u);
+  EXPECT_TRUE(s.legacy.progress.rest_skipped);
+}
+
+// Numbers are whole and in range, the lines in their order.
+TEST(StateFileTest, RefusesWhatItDidNotWrite) {
+  const std::string head = "qorarc-state 2\narchive \nfrom_time -1\n";
+  const std::string fields = " 7062 0 1 1 9 5 00000000000000ff 0 f\n";
   struct Case {
-    const char* lines;
+    std::string text;
     const char* problem;  // empty: valid
   };
   const Case cases[] = {
-      {"offset 0\nday 65535\n", ""},
-      {"offset 0\nday 65536\n", "bad value of 'day'"},
-      {"offset 18446744073709551615\nday 0\n", ""},
-      {"offset 18446744073709551616\nday 0\n", "bad value of 'offset'"},
-      {"offset +1\nday 0\n", "bad value of 'offset'"},
-      {"offset 1\n", "no 'day'"},
+      {head + "file 0 18446744073709551615" + fields, ""},
+      {head + "file 0 18446744073709551616" + fields, "line 4: bad offset"},
+      {head + "file 0 +1" + fields, "line 4: bad offset"},
+      {head + "file -1 0" + fields, "line 4: bad day start"},
+      {head + "file 0 0 65536 0 1 1 9 5 00000000000000ff 0 f\n", "line 4: bad day"},
+      {head + "file 0 0 1 2 1 1 9 5 00000000000000ff 0 f\n", "line 4: bad skipped"},
+      {head + "file 0 0 1 0 1 1 9 5 0000000000000ff 0 f\n", "line 4: bad hash"},
+      {head + "file 0 0 1 0 1 1 9 5 00000000000000ff 0 \n", "line 4: bad path"},
+      {head + "file 0 0 1 0 1 1 9 5 00000000000000ff 0 a\\tb\n", "line 4: bad path"},
+      {head + "file 0 0 1 0 1 1 9 5 00000000000000ff 0\n", "line 4: bad fields: too few"},
+      {head + "next 0 0" + fields, "line 4: misplaced key 'next'"},
+      {head + "commit intent h\nfile 0 0" + fields, "line 5: misplaced key 'file'"},
+      {head + "commit done h\n", "line 4: bad stage 'done'"},
+      {head + "commit pending h\nnext 0 0" + fields, ""},
+      {head + "archive x\n", "line 4: repeated or misplaced key 'archive'"},
+      {head + "colour red\n", "line 4: unknown key 'colour'"},
+      {head + "offset\n", "line 4: no value after 'offset'"},
+      {"qorarc-state 2\narchive x\n", "no 'from_time'"},
+      {"qorarc-state 3\n", "it does not begin with 'qorarc-state 2'"},
+      {head + "file", "line 4 has no line feed"},
+      {"", "it is empty"},
+      {"qorarc-state 1\narchive \nfrom_time -1\nday 65536\nfile f\nfile_start 0\noffset 0\n"
+       "device 1\ninode 1\nfnv1a64 00000000000000ff\nrest_skipped 0\n",
+       "bad value of 'day'"},
+      {"qorarc-state 1\narchive \nfrom_time -1\nfile f\n", "no 'file_start'"},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.lines);
+    SCOPED_TRACE(c.text);
     ExportState s;
     std::string problem;
-    EXPECT_EQ(ParseState(head + c.lines + tail, &s, &problem), *c.problem == '\0');
+    EXPECT_EQ(ParseState(c.text, &s, &problem), *c.problem == '\0');
     EXPECT_EQ(problem, c.problem);
   }
 }

@@ -23,14 +23,12 @@ AReadState::AReadState(size_t capacity)
 AReadState::~AReadState() { Close(); }
 
 void AReadState::Export(const std::vector<ArchiveFileEntry>& files, ItemSink* sink,
-                        const ReadPosition& start, bool hold_last_tail) {
-  for (size_t i = start.file; i < files.size(); ++i) {
-    ReadPosition from;
-    from.file = i;
-    if (i == start.file) from = start;
-    if (ExportFile(files[i].path, sink, from, hold_last_tail && i + 1 == files.size()) ==
-        FileEnd::kStopAll)
-      break;
+                        const std::vector<FileStart>& starts) {
+  const FileStart whole;
+  for (size_t i = 0; i < files.size(); ++i) {
+    const FileStart& start = starts.empty() ? whole : starts[i];
+    if (start.skip) continue;
+    if (ExportFile(files[i].path, sink, i, start) == FileEnd::kStopAll) break;
   }
   Close();
 }
@@ -40,7 +38,7 @@ ReadPosition AReadState::Position(size_t file, bool rest_skipped) const {
 }
 
 AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* sink,
-                                           const ReadPosition& start, bool hold_tail) {
+                                           size_t index, const FileStart& start) {
   valid_ = 0;
   position_ = 0;
   file_offset_ = start.offset;
@@ -71,11 +69,11 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
       case RecordStatus::kItem:
         position_ += result.length;
         if (!sink->Item(item_)) return FileEnd::kNext;
-        sink->Consumed(Position(start.file, false));
+        sink->Consumed(Position(index, false));
         break;
       case RecordStatus::kDayMarker:
         position_ += result.length;
-        sink->Consumed(Position(start.file, false));
+        sink->Consumed(Position(index, false));
         break;
       case RecordStatus::kEnd:
         // The data ran out because a read failed, not at an end mark.
@@ -92,8 +90,8 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
           sink->ReadFailed(path, read_error_);
           return FileEnd::kNext;
         }
-        // The newest file's last record may be one the runtime is writing.
-        if (hold_tail) return FileEnd::kNext;
+        // A growing file's last record may be one the runtime is writing.
+        if (start.hold_tail) return FileEnd::kNext;
         // A record cut short by the end of the file is a bad record.
         MarkBadRecord(data, size, day_, &item_);
         [[fallthrough]];
@@ -101,7 +99,7 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
         // Reported only when the bad record itself was taken: one past the
         // until-time ends the file like any other item.
         if (sink->Item(item_)) {
-          sink->Consumed(Position(start.file, true));
+          sink->Consumed(Position(index, true));
           sink->Corruption(path);
         }
         return FileEnd::kNext;

@@ -15,8 +15,6 @@
 
 namespace qorarc {
 
-// Receives what the export loop reads, in the manner of a corruption
-// reporter: one narrow interface for items and for the loop's messages.
 // Where the export loop stands in its files, for a cursor that a later run
 // resumes from (app/state_cursor.h).
 struct ReadPosition {
@@ -30,6 +28,18 @@ struct ReadPosition {
   bool rest_skipped = false;
 };
 
+// Where the loop begins in one file, for a cursor that resumes.
+struct FileStart {
+  bool skip = false;      // nothing of the file is to be read
+  uint64_t offset = 0;    // begin here, the end of a whole record,
+  uint16_t day = 0;       // with this day number in force
+  // A record cut short at the end of the file is one still being written,
+  // not damage: it is neither handed on nor reported.
+  bool hold_tail = false;
+};
+
+// Receives what the export loop reads, in the manner of a corruption
+// reporter: one narrow interface for items and for the loop's messages.
 class ItemSink {
  public:
   virtual ~ItemSink();
@@ -61,13 +71,10 @@ class AReadState {
   AReadState& operator=(const AReadState&) = delete;
 
   // Reads every file in order, handing what it finds to `*sink`, until the
-  // files end or the sink is done. `start` resumes a cursor: files before
-  // start.file are skipped, and that file is read from start.offset with
-  // start.day in force. `hold_last_tail`: a record cut short at the end of
-  // the last file is still being written, not damage; it is neither handed
-  // on nor reported.
+  // files end or the sink is done. `starts`, one per file, resumes a cursor;
+  // empty: every file from its start.
   void Export(const std::vector<ArchiveFileEntry>& files, ItemSink* sink,
-              const ReadPosition& start = {}, bool hold_last_tail = false);
+              const std::vector<FileStart>& starts = {});
 
   // Bytes read from the files so far, for a progress display.
   uint64_t bytes_read() const { return bytes_read_; }
@@ -77,9 +84,9 @@ class AReadState {
  private:
   enum class FileEnd { kNext, kStopAll };
 
-  // `start`: the file's index, the offset and day to begin with.
-  FileEnd ExportFile(const std::string& path, ItemSink* sink, const ReadPosition& start,
-                     bool hold_tail);
+  // `index`: the file's place among the files.
+  FileEnd ExportFile(const std::string& path, ItemSink* sink, size_t index,
+                     const FileStart& start);
   // The position after the bytes consumed so far in the current file.
   ReadPosition Position(size_t file, bool rest_skipped) const;
   // Opens a regular file: returns 0, the errno of the failed call, or

@@ -22,7 +22,7 @@ ItemProcessor::ItemProcessor(const ItemFilter* filter, bool count_all, ItemOutpu
 
 bool ItemProcessor::Done() const {
   // A failed write ends the export: nothing more can reach the output.
-  if (output_->Failed() || stopped_) return true;
+  if (output_->Failed()) return true;
   const int32_t limit = filter_->item_count_limit;
   if (limit < 0 || count_ < limit) return false;
   return !(count_all_ && count_ < kMaxTotalCount);
@@ -38,39 +38,33 @@ void ItemProcessor::Corruption(const std::string& path) {
 
 void ItemProcessor::ReadFailed(const std::string& path, int error_number) {
   output_->Report({ReadFailedText(path, error_number), true});
-  if (keep_cursor_) stopped_ = cursor_held_ = true;
-}
-
-void ItemProcessor::KeepCursor(const ReadPosition& start) {
-  keep_cursor_ = true;
-  cursor_ = start;
-  cursor_held_ = filter_->item_count_limit == 0;
 }
 
 void ItemProcessor::Consumed(const ReadPosition& position) {
   if (!keep_cursor_ || cursor_held_) return;
-  cursor_ = position;
-  cursor_moved_ = true;
+  if (consumed_.empty() || consumed_.back().file != position.file)
+    consumed_.push_back(position);
+  else
+    consumed_.back() = position;
   // Called right after the item that reached the limit: the cursor stays
   // after its record, also while -itc goes on counting.
   const int32_t limit = filter_->item_count_limit;
   if (limit >= 0 && count_ >= limit) cursor_held_ = true;
 }
 
+std::vector<ReadPosition> ItemProcessor::consumed() const { return consumed_; }
+
 bool ItemProcessor::Item(const ArchiveItem& item) {
   const int64_t timestamp = item.timestamp();
   const Verdict verdict =
       Judge(*filter_, ids_, timestamp, item.id, ItemKindOf(item.code(), item.count));
-  if (verdict == Verdict::kStopFile) {
-    if (keep_cursor_) stopped_ = cursor_held_ = true;
-    return false;
-  }
+  if (verdict == Verdict::kStopFile) return false;
   if (verdict == Verdict::kSkip) return true;
   const int32_t limit = filter_->item_count_limit;
   const bool write = limit < 0 || count_ < limit;
   ++count_;
   if (!write) return true;
-
+  ++written_;
   output_->Write(item);
   return true;
 }

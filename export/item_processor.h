@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "archive/archive_format.h"
 #include "archive/item_filter.h"
@@ -49,18 +50,19 @@ class ItemProcessor : public ItemSink {
   void ReadFailed(const std::string& path, int error_number) override;
   void Consumed(const ReadPosition& position) override;
 
-  // Keeps a cursor (--state), starting at `start`: the position after the
-  // last record consumed, held after the record of the limit's last written
-  // item. The first item past the until-time and a file that cannot be read
-  // end the export, so that the next run resumes before them and nothing
-  // after them is exported twice or lost.
-  void KeepCursor(const ReadPosition& start);
-  const ReadPosition& cursor() const { return cursor_; }
-  // Some record was consumed into the cursor.
-  bool cursor_moved() const { return cursor_moved_; }
+  // Keeps a cursor (--state): the position after the last record consumed
+  // in each file read, held after the record of the limit's last written
+  // item. A file that stops early (past the until-time, a read failure)
+  // keeps the position before what was not taken, so that the next run
+  // resumes there.
+  void KeepCursor() { keep_cursor_ = true; }
+  // The last position of each file that consumed a record, in file order.
+  std::vector<ReadPosition> consumed() const;
 
   // Items that passed the filter: written or, past the limit, only counted.
   int32_t count() const { return count_; }
+  // Items handed to the output.
+  int32_t written() const { return written_; }
   // Some file could not be opened or read (and that was shown).
   bool read_failed() const { return output_->read_failed(); }
 
@@ -70,11 +72,10 @@ class ItemProcessor : public ItemSink {
   ItemOutput* output_;
   RangeSet ids_;
   int32_t count_ = 0;
+  int32_t written_ = 0;
   bool keep_cursor_ = false;
   bool cursor_held_ = false;  // the cursor moves no more
-  bool stopped_ = false;      // a cursor's run ends here
-  bool cursor_moved_ = false;
-  ReadPosition cursor_;
+  std::vector<ReadPosition> consumed_;  // the last position of each file so far
 };
 
 }  // namespace qorarc
