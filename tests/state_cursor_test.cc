@@ -9,74 +9,18 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <regex>
 #include <string>
 #include <vector>
 
 #include "archive/archive_writer.h"
 #include "support/program_run.h"
+#include "support/live_archive.h"
 #include "support/random_archive.h"
 
 namespace qorarc::testing {
 namespace {
-
-void Append(const std::string& path, std::string_view bytes) {
-  if (!std::filesystem::exists(path)) return WriteArchiveFile(path, bytes);
-  std::ofstream out(path, std::ios::binary | std::ios::app);
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
-// An archive "plant" that a runtime is writing: records are generated ahead
-// and reach the file in pieces that may end inside a record; a new day's
-// file begins only once the last one is whole.
-class LiveArchive {
- public:
-  LiveArchive(Random* r, std::string root) : r_(*r), root_(std::move(root)) { NewDay(); }
-
-  void Step() {
-    if (pending_.empty() && r_.OneIn(5)) NewDay();
-    const int records = static_cast<int>(r_.Below(12));
-    for (int i = 0; i < records; ++i) AddRecord();
-    // All of it, or up to any byte, also inside a record.
-    const size_t n = r_.OneIn(3) ? pending_.size() : r_.Below(pending_.size() + 1);
-    Append(ArchiveFilePath(root_, day_, "plant"), std::string_view(pending_).substr(0, n));
-    pending_.erase(0, n);
-  }
-  void Flush() {
-    Append(ArchiveFilePath(root_, day_, "plant"), pending_);
-    pending_.clear();
-  }
-
- private:
-  void NewDay() {
-    day_ = day_ == 0 ? DayNumber(2024, 2, 27) : day_ + 1 + static_cast<int64_t>(r_.OneIn(4));
-    time_ = 0;
-    pending_ = ArchiveBuilder().Day(static_cast<uint32_t>(day_)).bytes();
-  }
-  void AddRecord() {
-    time_ += r_.Between(1, 1'000'000) * kMicro;
-    const uint16_t id = static_cast<uint16_t>(r_.Between(1, 60));
-    ArchiveBuilder b;
-    switch (r_.Below(5)) {
-      case 0: b.Long(time_, id, static_cast<int32_t>(r_.Bits())); break;
-      case 1: b.Double(time_, id, static_cast<double>(r_.Between(-99999, 99999)) / 8); break;
-      case 2: b.Bool(time_, id, static_cast<uint8_t>(r_.Below(2))); break;
-      case 3:
-        b.Text(time_, id, 25,
-               "log, \"" + std::string(r_.OneIn(8) ? 5000 : r_.Below(40), 'x') + "\"");
-        break;
-      default:
-        b.Array<int16_t>(19, time_, id, std::vector<int16_t>(r_.Below(6), 7));
-    }
-    pending_ += b.bytes();
-  }
-
-  Random& r_;
-  std::string root_;
-  int64_t day_ = 0;
-  int64_t time_ = 0;
-  std::string pending_;  // generated, not yet in the file
-};
 
 // What a run wrote, without what every document of the format has around
 // its items: the header of long CSV, the braces of the JSON document.
@@ -243,6 +187,116 @@ TEST(StateCursorTest, ChangedBytesAndOlderCutRecords) {
             std::string::npos);
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(f.Run({}).out, "");  // not again
+}
+
+// Whatever file a record is in, a run exports it once: files that come
+// late, appends to earlier days, a clock that jumped ahead, a restored copy
+// of a day in another folder, a file replaced by a copy of itself.
+TEST(StateCursorTest, EveryRecordOnceWhereverItIs) {
+  Fixture f;
+  const int64_t a = kDay, b = kDay + 1, c = kDay + 2, jump = DayNumber(2030, 1, 1);
+  const std::string restored = f.arc + "/2019/2019-04/2019-05-03_plant.rea";
+  struct Step {
+    const char* what;
+    std::function<void()> change;
+    std::string out;
+  };
+  const Step steps[] = {
+      {"the first day", [&] { WriteArchiveFile(f.file(a), Longs(0, 2, a)); }, "7,0\n8,1\n"},
+      {"the third day", [&] { WriteArchiveFile(f.file(c), Longs(10, 1, c)); }, "8,10\n"},
+      {"the second day comes late", [&] { WriteArchiveFile(f.file(b), Longs(20, 1, b)); },
+       "9,20\n"},
+      {"the first day grows", [&] { Append(f.file(a), Longs(2, 1, a, false)); }, "9,2\n"},
+      {"a day in 2030", [&] { WriteArchiveFile(f.file(jump), Longs(30, 1, jump)); }, "7,30\n"},
+      {"then the clock is right again",
+       [&] {
+         Append(f.file(c), Longs(11, 1, c, false));
+         WriteArchiveFile(f.file(c + 1), Longs(40, 1, c + 1));
+       },
+       "9,11\n8,40\n"},
+      {"a restored copy of the first day",
+       [&] {
+         std::filesystem::create_directories(f.arc + "/2019/2019-04");
+         std::filesystem::copy_file(f.file(a), restored);
+       },
+       ""},
+      {"both copies grow", [&] {
+         Append(f.file(a), Longs(3, 1, a, false));
+         Append(restored, Longs(4, 1, a, false));
+       },
+       "8,4\n7,3\n"},
+      {"a copy renamed over the file",
+       [&] {
+         std::filesystem::copy_file(f.file(c), f.dir.path() + "/copy");
+         std::filesystem::rename(f.dir.path() + "/copy", f.file(c));
+       },
+       ""},
+      {"which grows", [&] { Append(f.file(c), Longs(12, 1, c, false)); }, "7,12\n"},
+      {"nothing new", [] {}, ""},
+  };
+  for (const Step& s : steps) {
+    SCOPED_TRACE(s.what);
+    s.change();
+    const ProgramResult r = f.Run({});
+    EXPECT_EQ(r.out, s.out);
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.status, 0);
+  }
+}
+
+// A folder that cannot be listed, and a file that cannot be read, are owed
+// until they can: status 2 each run, then their records, once.
+TEST(StateCursorTest, UnreadableFilesAndFoldersStayOwed) {
+  Fixture f;
+  const int64_t june = DayNumber(2019, 6, 1);
+  WriteArchiveFile(f.file(kDay), Longs(0, 1));
+  WriteArchiveFile(f.file(june), Longs(1, 1, june));
+  WriteArchiveFile(f.file(june + 1), Longs(2, 1, june + 1));
+  std::filesystem::permissions(f.dir.path(), std::filesystem::perms::all);
+  const std::string may = f.arc + "/2019/2019-05", june_file = f.file(june + 1);
+  auto run = [&] {
+    Launch launch;
+    launch.args = {"-i", f.arc, "--csv", "-ccf", "5..6", "--state", f.state, "-o",
+                   f.dir.path() + "/out.csv", "plant"};
+    launch.as_nobody = true;
+    const Outcome o = RunLaunch(launch);
+    return std::to_string(o.status) + ":" + ReadFile(f.dir.path() + "/out.csv");
+  };
+  chmod(may.c_str(), 0);
+  chmod(june_file.c_str(), 0);
+  EXPECT_EQ(run(), "2:8,1\n");
+  EXPECT_EQ(run(), "2:8,1\n");  // nothing new: the file stays
+  chmod(may.c_str(), 0755);
+  EXPECT_EQ(run(), "2:7,0\n");
+  chmod(june_file.c_str(), 0644);
+  EXPECT_EQ(run(), "0:9,2\n");
+  EXPECT_EQ(run(), "0:9,2\n");
+}
+
+// A cursor of the first format goes on where it stood.
+TEST(StateCursorTest, GoesOnFromACursorOfTheFirstFormat) {
+  Fixture f;
+  WriteArchiveFile(f.file(kDay - 1), Longs(0, 1, kDay - 1));
+  WriteArchiveFile(f.file(), Longs(1, 2));
+  ASSERT_EQ(f.Run({"-ic", "2"}).out, "7,0\n8,1\n");
+  // The same cursor as the first format wrote it.
+  const std::string one_item = Longs(1, 1);
+  uint64_t hash = 0xcbf29ce484222325;
+  for (unsigned char ch : one_item) hash = (hash ^ ch) * 0x100000001b3;
+  struct stat st;
+  ASSERT_EQ(stat(f.file().c_str(), &st), 0);
+  char hex[17];
+  std::snprintf(hex, sizeof hex, "%016llx", static_cast<unsigned long long>(hash));
+  WriteArchiveFile(f.state, "qorarc-state 1\narchive plant\nfrom_time -1\nfile " + f.file() +
+                                "\nfile_start " + std::to_string(kDay * 86400 * 1000000000LL) +
+                                "\noffset " + std::to_string(one_item.size()) + "\nday " +
+                                std::to_string(kDay) + "\ndevice " + std::to_string(st.st_dev) +
+                                "\ninode " + std::to_string(st.st_ino) + "\nfnv1a64 " + hex +
+                                "\nrest_skipped 0\n");
+  Append(f.file(kDay - 1), Longs(5, 1, kDay - 1, false));  // was done: stays done
+  EXPECT_EQ(f.Run({}).out, "9,2\n");
+  EXPECT_TRUE(ReadFile(f.state).starts_with("qorarc-state 2\n"));
+  EXPECT_EQ(f.Run({}).out, "");
 }
 
 // A state file that cannot be used: one line, status 1, nothing exported,
