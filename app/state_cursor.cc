@@ -127,11 +127,23 @@ bool StateCursor::Load(const std::string& path, ItemFilter* filter, std::string*
   // and only if, the hidden name it had is gone after it was recorded.
   struct stat st;
   const bool hidden_left = lstat(saved_.commit_hidden.c_str(), &st) == 0;
-  if (hidden_left && unlink(saved_.commit_hidden.c_str()) != 0 && errno != ENOENT) {
-    *err = "Failed to remove '" + saved_.commit_hidden + "', an export that was not completed.";
-    return false;
+  const bool took_its_name = saved_.commit == ExportState::Commit::kPending && !hidden_left;
+  if (hidden_left) {
+    // Recorded as not committed before the name goes, so that a run killed
+    // in between cannot take the missing name for a commit.
+    if (saved_.commit == ExportState::Commit::kPending) {
+      ExportState undone = saved_;
+      undone.commit = ExportState::Commit::kIntent;
+      undone.next.clear();
+      if (!Write(undone, err)) return false;
+    }
+    if (unlink(saved_.commit_hidden.c_str()) != 0 && errno != ENOENT) {
+      *err = "Failed to remove '" + saved_.commit_hidden + "', an export that was not completed.";
+      return false;
+    }
   }
-  if (saved_.commit == ExportState::Commit::kPending && !hidden_left) next_.files = saved_.next;
+  next_ = saved_;
+  if (took_its_name) next_.files = saved_.next;
   next_.commit = ExportState::Commit::kNone;
   next_.commit_hidden.clear();
   next_.next.clear();
@@ -292,14 +304,9 @@ bool StateCursor::Named(const std::string& hidden) {
 }
 
 bool StateCursor::Abandoned(const std::string& hidden) {
-  (void)hidden;
-  ExportState state = next_;
-  state.files = base_files_;
-  state.commit = ExportState::Commit::kNone;
-  state.commit_hidden.clear();
-  state.next.clear();
-  std::string err;
-  return Write(state, &err);
+  // Not committed; the hidden name may go once the state file says so
+  // (and, should this run end first, the next run removes it).
+  return Naming(hidden);
 }
 
 }  // namespace qorarc

@@ -30,7 +30,7 @@ _qorarc() {
         -itc --item-total-count -cf --csv -ch --csv-header
         -ccf --csv-column-filter -dscl --delimiter-semicol
         -dspc --delimiter-space -dtab --delimiter-tab
-        -jl --json-lines -lc --long-csv -pq --parquet --strict --state"
+        -jl --json-lines -lc --long-csv -pq --parquet --strict --state --state-wait"
     COMPREPLY=()
 
     case $prev in
@@ -42,7 +42,7 @@ _qorarc() {
         # Numbers, times, lists and texts: nothing sensible to offer.
         -ic | --item-count | -ft1 | --from-timestamp | -ft2 | \
             --until-timestamp | -f | --filter-id | -ch | --csv-header | \
-            -ccf | --csv-column-filter)
+            -ccf | --csv-column-filter | --state-wait)
             return 0
             ;;
     esac
