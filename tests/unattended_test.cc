@@ -59,7 +59,7 @@ TEST(UnattendedTest, StrictTurnsSilentSuccessIntoStatus) {
       {"a negative count", {"-ic", "-5", "plant"}, csv, "",
        "Option '-ic' takes a whole number from 0 up, not '-5'.\n" + kBadParameters, 1},
       {"a time span that ends before it starts",
-       {"-ft1", "2019-05-03 02:00", "-ft2", "2019-05-03 00:00", "plant"}, "",
+       {"-ft1", "2019-05-04", "-ft2", "2019-05-02", "plant"}, "",
        "Archive 'plant' not found in '@arc' for the timespan specified. Try parameter '--scan' to "
        "find available archives and their timespans.\n",
        "Option '-ft2' is before '-ft1': the time span is empty.\n" + kBadParameters, 1},
