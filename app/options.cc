@@ -234,9 +234,9 @@ bool StrictUnknown(std::string_view arg, bool last) {
 }
 
 // With --strict, a span whose end is before its start; false after its
-// error line. Without --strict such a span finds nothing (status 3), which
-// an unattended run cannot tell from an archive with no new data. The names
-// are the options as typed; a span with equal ends holds that moment.
+// error line. Such a span finds nothing, and an unattended run could not
+// tell that status 3 from an archive with no new data. The names are the
+// options as typed; a span with equal ends holds that moment.
 bool CheckTimeSpan(const Options& options, std::string_view from_name,
                    std::string_view until_name) {
   if (!options.strict || options.from_time <= 0 || options.until_time <= 0 ||
