@@ -1,4 +1,5 @@
-// QorArc: exports the disk archives of the control runtime as JSON or CSV.
+// QorArc: exports the disk archives of the control runtime as JSON, CSV, JSON Lines,
+// long CSV or Parquet.
 #include <exception>
 
 #include "core/messages.h"

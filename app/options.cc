@@ -72,6 +72,7 @@ void RefusedValueLine(std::string_view name, std::string_view takes, std::string
 }
 
 constexpr std::string_view kTakesNumber = "a whole number";
+constexpr std::string_view kTakesCount = "a whole number from 0 up";
 constexpr std::string_view kTakesList =
     "a list of whole numbers and rising ranges such as 1..5,8,10..20";
 constexpr std::string_view kTakesTime = "a time such as '2019-12-31 23:59:59.5'";
@@ -98,6 +99,12 @@ bool ApplyValue(Options* options, Opt opt, std::string_view name, const std::str
       if (strict ? !ParseWholeInt(value, &options->item_count_limit)
                  : !ParseLeadingInt(value, &options->item_count_limit)) {
         if (strict) RefusedValueLine(name, kTakesNumber, value);
+        return false;
+      }
+      // A negative count means no limit, which a scheduled job rather says
+      // by leaving the option out; a typed sign is more likely a slip.
+      if (strict && options->item_count_limit < 0) {
+        RefusedValueLine(name, kTakesCount, value);
         return false;
       }
       VerboseLine("Limit for count of items to be exported is set to " +
@@ -234,8 +241,23 @@ bool StrictUnknown(std::string_view arg, bool last) {
   return false;
 }
 
+// With --strict, a span whose end is before its start; false after its
+// error line. Such a span finds nothing, and an unattended run could not
+// tell that status 3 from an archive with no new data. The names are the
+// options as typed; a span with equal ends holds that moment.
+bool CheckTimeSpan(const Options& options, std::string_view from_name,
+                   std::string_view until_name) {
+  if (!options.strict || options.from_time <= 0 || options.until_time <= 0 ||
+      options.until_time >= options.from_time)
+    return true;
+  ErrorLine("Option '" + std::string(until_name) + "' is before '" + std::string(from_name) +
+            "': the time span is empty.");
+  return false;
+}
+
 // The second pass; false when parsing fails.
 bool ParseArguments(int argc, char** argv, Options* options) {
+  std::string_view from_name, until_name;  // as last typed, for CheckTimeSpan()
   for (int i = 1; i < argc; ++i) {
     std::string_view arg = argv[i];
     const OptionSpec* spec = FindOption(arg);
@@ -264,9 +286,11 @@ bool ParseArguments(int argc, char** argv, Options* options) {
         ErrorLine("Option '" + std::string(arg) + "' takes a value as the next argument.");
       return false;
     }
+    if (spec->opt == Opt::kFromTime) from_name = arg;
+    if (spec->opt == Opt::kUntilTime) until_name = arg;
     if (!ApplyValue(options, spec->opt, arg, argv[++i])) return false;
   }
-  return true;
+  return CheckTimeSpan(*options, from_name, until_name);
 }
 
 }  // namespace

@@ -97,6 +97,14 @@ TEST(ParseOptionsTest, Strict) {
       {"not a time", {"--strict", "-ft2", "yesterday", "a"},
        "Option '-ft2' takes a time such as '2019-12-31 23:59:59.5', not 'yesterday'.\n"},
       {"no value", {"--strict", "-o"}, "Option '-o' takes a value as the next argument.\n"},
+      {"a negative count", {"--item-count", "-1", "--strict", "a"},
+       "Option '--item-count' takes a whole number from 0 up, not '-1'.\n"},
+      {"a span of one moment", {"--strict", "-ft1", "2019-05-03 01:00", "-ft2", "2019-05-03 01:00"},
+       ""},
+      // The names as typed, the end given first; the later start wins.
+      {"a reversed span",
+       {"--until-timestamp", "2019-05-03", "-ft1", "2019-05-02", "--strict", "-ft1", "2019-05-04"},
+       "Option '--until-timestamp' is before '-ft1': the time span is empty.\n"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);

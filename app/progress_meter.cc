@@ -16,6 +16,11 @@ namespace {
 constexpr uint32_t kRecordsPerLook = 4096;
 constexpr auto kFirstShow = std::chrono::seconds(1);
 constexpr auto kInterval = std::chrono::milliseconds(250);
+// Forced onto standard error that is no terminal (a log file, say), the
+// status is a plain line of its own: a log holds every line written, so one
+// every ten seconds rather than four a second, and no carriage return or
+// escape code to redraw it.
+constexpr auto kLogInterval = std::chrono::seconds(10);
 
 // "1:05" or "1:02:05".
 std::string Duration(double seconds) {
@@ -60,6 +65,7 @@ ProgressMeter::ProgressMeter(Mode mode, ItemProcessor* processor, const AReadSta
       reader_(reader),
       total_files_(files.size()),
       item_limit_(item_limit),
+      log_lines_(mode == Mode::kForced && !isatty(STDERR_FILENO)),
       start_(Clock::now()) {
   for (const ArchiveFileEntry& file : files) {
     if (mode_ == Mode::kOff) break;
@@ -90,7 +96,7 @@ void ProgressMeter::Update(bool force) {
   if (mode_ == Mode::kOff) return;
   const Clock::time_point now = Clock::now();
   if (!force && now < next_update_) return;
-  next_update_ = now + kInterval;
+  next_update_ = now + (log_lines_ ? Clock::duration(kLogInterval) : Clock::duration(kInterval));
   const double elapsed = std::chrono::duration<double>(now - start_).count();
   const uint64_t read = reader_->bytes_read();
   const double share = total_bytes_ == 0 ? 1.0 : static_cast<double>(read) / total_bytes_;
@@ -100,13 +106,18 @@ void ProgressMeter::Update(bool force) {
                 static_cast<double>(read) / 1e6, static_cast<double>(total_bytes_) / 1e6,
                 static_cast<int>(share * 100),
                 elapsed > 0 ? static_cast<double>(ItemsWritten()) / elapsed / 1e6 : 0.0);
+  std::string status(head);
+  status.append(Duration(elapsed)).append(" elapsed");
+  if (share > 0 && share < 1) status += ", " + Duration(elapsed / share - elapsed) + " left";
+  shown_ = true;
+  if (log_lines_) {
+    ErrorLine(status);
+    return;
+  }
   // Back to the start of the line; short enough for an 80-column terminal.
-  std::string line(1, '\r');
-  line.append(head).append(Duration(elapsed)).append(" elapsed");
-  if (share > 0 && share < 1) line += ", " + Duration(elapsed / share - elapsed) + " left";
-  line += "\x1b[K";
+  const std::string line = "\r" + status + "\x1b[K";
   std::fwrite(line.data(), 1, line.size(), stderr);
-  g_status_line_shown = shown_ = true;
+  g_status_line_shown = true;
 }
 
 void ProgressMeter::Finish() {

@@ -1,6 +1,7 @@
 // The progress of a long export on a terminal: one status line on standard
 // error, rewritten in place at most four times a second once the export has
-// run for a second, and a closing line at the end. It sits between the
+// run for a second, and a closing line at the end. Forced onto a standard
+// error that is no terminal, the status lines are plain lines instead. It sits between the
 // export loop and the item processor as an ItemSink of its own and reads
 // the counters there, so that it costs no system call per item.
 #pragma once
@@ -55,6 +56,7 @@ class ProgressMeter : public ItemSink {
   int32_t item_limit_;
   size_t files_started_ = 0;
   uint32_t records_ = 0;
+  bool log_lines_;  // plain lines, not one line redrawn (see kLogInterval)
   bool shown_ = false;
   Clock::time_point start_;
   Clock::time_point next_update_;

@@ -3,8 +3,8 @@
 # a user gets: the package's name, dependencies and recommendations, a clean
 # lintian report, an installed binary that exports the sample archive exactly
 # as the build tree's binary does, a compressed manual page that renders
-# without warnings, the copyright file and changelog, and a working
-# completion.
+# without warnings, the copyright file and changelog, the README, and a
+# working completion.
 #
 #   package_test.sh <build dir> <source dir> <built QorArc> <version>
 set -eu
@@ -56,7 +56,7 @@ root=$tmp/root
 dpkg-deb -x "$deb" "$root"
 for file in bin/QorArc share/man/man1/QorArc.1.gz share/bash-completion/completions/QorArc \
     share/doc/qorarc/archive-format.md share/doc/qorarc/diagnostics.md \
-    share/doc/qorarc/copyright share/doc/qorarc/changelog.gz \
+    share/doc/qorarc/copyright share/doc/qorarc/changelog.gz share/doc/qorarc/README.md.gz \
     share/doc/qorarc/examples/qorarc-export@.service \
     share/doc/qorarc/examples/qorarc-export@.timer; do
   [ -f "$root/usr/$file" ] || fail "the package lacks /usr/$file"
@@ -77,11 +77,15 @@ fi
 
 # gzip -9n: no file name, no time stamp, maximum compression (header bytes 3
 # to 8: flags, time stamp, extra flags), so that the package is reproducible.
-for file in share/man/man1/QorArc.1.gz share/doc/qorarc/changelog.gz; do
+for file in share/man/man1/QorArc.1.gz share/doc/qorarc/changelog.gz share/doc/qorarc/README.md.gz; do
   header=$(od -An -tx1 -j3 -N6 "$root/usr/$file" | tr -d ' \n')
   [ "$header" = 000000000002 ] || fail "/usr/$file is not compressed with gzip -9n: $header"
   gzip -t "$root/usr/$file" || fail "/usr/$file is not a valid gzip file"
 done
+
+# The README is the source tree's, whole.
+gzip -dc "$root/usr/share/doc/qorarc/README.md.gz" | cmp -s - "$source/README.md" ||
+  fail "/usr/share/doc/qorarc/README.md.gz is not the README of the source tree"
 
 # The changelog's latest entry is this version of this package.
 changelog_version=$(dpkg-parsechangelog -l "$root/usr/share/doc/qorarc/changelog.gz" -S Version)

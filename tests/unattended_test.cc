@@ -56,6 +56,13 @@ TEST(UnattendedTest, StrictTurnsSilentSuccessIntoStatus) {
            kBadParameters, 1},
       {"a count with an exponent", {"-ic", "2e3", "plant"}, "7,0\n8,1\n", "",
        "Option '-ic' takes a whole number, not '2e3'.\n" + kBadParameters, 1},
+      {"a negative count", {"-ic", "-5", "plant"}, csv, "",
+       "Option '-ic' takes a whole number from 0 up, not '-5'.\n" + kBadParameters, 1},
+      {"a time span that ends before it starts",
+       {"-ft1", "2019-05-04", "-ft2", "2019-05-02", "plant"}, "",
+       "Archive 'plant' not found in '@arc' for the timespan specified. Try parameter '--scan' to "
+       "find available archives and their timespans.\n",
+       "Option '-ft2' is before '-ft1': the time span is empty.\n" + kBadParameters, 1},
       {"a dash range", {"-f", "7-8", "plant"}, "7,0\n", "",
        "Option '-f" + list + "7-8'.\n" + kBadParameters, 1},
       {"a semicolon list", {"--filter-id", "7;8", "plant"}, "7,0\n", "",
