@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <iostream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -23,6 +22,7 @@
 #include "export/block_compressor.h"
 #include "export/compressing_streambuf.h"
 #include "export/csv_writer.h"
+#include "export/formless_items.h"
 #include "export/item_processor.h"
 #include "export/json_lines_writer.h"
 #include "export/json_writer.h"
@@ -85,7 +85,7 @@ int32_t DelimiterOf(const Options& options) {
 }
 
 // True when the export is the JSON document, the format no other switch
-// replaces.
+// replaces: the one with no form for time and error arrays.
 bool WritesJsonDocument(const Options& options) {
   return !options.parquet && !options.json_lines && !options.long_csv && !options.csv;
 }
@@ -104,20 +104,20 @@ std::unique_ptr<Writer> MakeWriter(const Options& options, WriterTarget out) {
 }
 
 // The exit status of a run that completed its document although some
-// archive data could not be read.
+// archive data could not be read, or could not be shown as it is.
 constexpr int kUnreadableStatus = 2;
 // With --strict, the exit status of a run that found no archive file: no
 // file of the archive, none in the time span, none at all for --scan.
 constexpr int kNothingFoundStatus = 3;
 
 // Runs the writer over the files: the export document, or the scan listing.
-// Sets `*unreadable` when a file could not be read. `compressor`: the
-// stream's, when it compresses, for the threads to compress blocks for.
+// Sets `*unreadable` when a file could not be read, and `*formless` to the
+// items the JSON document had no form for.
 // With `cursor`, begins at `start` and records where the export stopped.
 void WriteDocument(const Options& options, const ItemFilter& filter,
                    const std::vector<ArchiveFileEntry>& entries, std::ostream* out,
-                   CompressingStreambuf* compressor, bool* unreadable,
-                   StateCursor* cursor = nullptr, const ReadPosition& start = {}) {
+                   bool* unreadable, FormlessItems* formless, StateCursor* cursor = nullptr,
+                   const ReadPosition& start = {}) {
   if (options.scan) {
     WriteScanList(out, options.pretty_print, CollectSpans(entries));
     return;
@@ -134,8 +134,6 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
     ParallelOutput::Settings settings;
     settings.threads = threads;
     settings.batch_items = ExportBatchItems(ParallelOutput::kDefaultBatchItems);
-    settings.compressor = compressor;
-    settings.ends_at_text_without_form = WritesJsonDocument(options);
     output = std::make_unique<ParallelOutput>(
         writer.get(), &text,
         [&options](PendingText* block) { return MakeWriter(options, block); }, settings);
@@ -148,19 +146,15 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   const ProgressMeter::Mode progress = ProgressMeter::Wanted(!options.output_path.empty());
   ProgressMeter meter(progress, &processor, &state, entries, filter.item_count_limit);
   writer->beginDocument();
-  try {
-    state.Export(entries, progress == ProgressMeter::Mode::kOff
-                              ? static_cast<ItemSink*>(&processor)
-                              : &meter,
-                start, cursor != nullptr);
-    output->Finish();
-  } catch (const std::logic_error&) {
-    writer->flush();  // keep what was written before the failing item
-    throw;
-  }
+  state.Export(entries, progress == ProgressMeter::Mode::kOff
+                            ? static_cast<ItemSink*>(&processor)
+                            : &meter,
+               start, cursor != nullptr);
+  output->Finish();
   writer->endDocument(processor.count());
   meter.Finish();
   if (processor.read_failed()) *unreadable = true;
+  if (WritesJsonDocument(options)) *formless = processor.formless();
   if (cursor != nullptr) cursor->Stopped(processor.cursor(), processor.cursor_moved());
 }
 
@@ -204,14 +198,14 @@ int WriteOutputFile(const std::string& path, const std::vector<ArchiveFileEntry>
   }
   const Compression compression = CompressionOf(path);
   if (compression == Compression::kNone) {
-    write(file.stream(), nullptr);
+    write(file.stream());
   } else {
-    // Compressed between the document's stream and the file's (blocks of
-    // the threaded export by the worker threads); a failure of either shows
-    // in the file's stream for Commit().
-    CompressingStreambuf compressor(compression, file.stream()->rdbuf());
+    // Compressed between the document's stream and the file's, by the
+    // export's threads; a failure of either shows in the file's stream for
+    // Commit().
+    CompressingStreambuf compressor(compression, file.stream()->rdbuf(), ExportThreads());
     std::ostream plain(&compressor);
-    write(&plain, &compressor);
+    write(&plain);
     if (!compressor.Finish() || !plain) file.stream()->setstate(std::ios::badbit);
   }
   if (!file.Commit()) {
@@ -267,17 +261,22 @@ int Run(int argc, char** argv) {
 
   std::vector<ArchiveFileEntry> entries;
   bool unreadable = false;
+  FormlessItems formless;
   if (int code = Discover(filter, options.input_path, &entries, &unreadable); code != 0)
     return code;
-  // A complete document that lacks what could not be read. With --state, a
-  // run whose output is complete (status 0 or 2) saves the cursor.
+  // A complete document that lacks what could not be read, or shows null
+  // for values it has no form for (after the document, one warning). With
+  // --state, a run whose output is complete (status 0 or 2) saves the
+  // cursor.
   auto status = [&](int code) {
     if (code == 0 && cursor != nullptr && !cursor->Save(entries)) return -1;
-    return code == 0 && unreadable ? kUnreadableStatus : code;
+    if (code != 0) return code;
+    if (formless.count() > 0) ErrorLine(formless.WarningLine());
+    return unreadable || formless.count() > 0 ? kUnreadableStatus : 0;
   };
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
-    auto write_empty = [&options](std::ostream* out, CompressingStreambuf* = nullptr) {
+    auto write_empty = [&options](std::ostream* out) {
       MakeWriter(options, out)->writeEmptyResult();
     };
     if (!options.strict && !options.parquet) {
@@ -303,14 +302,14 @@ int Run(int argc, char** argv) {
 
   const ReadPosition start = cursor ? cursor->Start(entries, &unreadable) : ReadPosition{};
   if (options.output_path.empty()) {
-    WriteDocument(options, filter, entries, &std::cout, nullptr, &unreadable, cursor.get(),
+    WriteDocument(options, filter, entries, &std::cout, &unreadable, &formless, cursor.get(),
                   start);
     return status(FinishStandardOutput());
   }
   return status(WriteOutputFile(
       options.output_path, entries,
-      [&](std::ostream* out, CompressingStreambuf* compressor) {
-        WriteDocument(options, filter, entries, out, compressor, &unreadable, cursor.get(),
+      [&](std::ostream* out) {
+        WriteDocument(options, filter, entries, out, &unreadable, &formless, cursor.get(),
                       start);
       },
       cursor != nullptr));

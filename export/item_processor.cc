@@ -71,6 +71,7 @@ bool ItemProcessor::Item(const ArchiveItem& item) {
   ++count_;
   if (!write) return true;
 
+  formless_.Note(item);
   output_->Write(item);
   return true;
 }

@@ -10,6 +10,7 @@
 #include "archive/archive_format.h"
 #include "archive/item_filter.h"
 #include "archive/read_state.h"
+#include "export/formless_items.h"
 #include "export/item_output.h"
 #include "export/range_set.h"
 
@@ -61,6 +62,8 @@ class ItemProcessor : public ItemSink {
 
   // Items that passed the filter: written or, past the limit, only counted.
   int32_t count() const { return count_; }
+  // The items written that the JSON document has no form for.
+  const FormlessItems& formless() const { return formless_; }
   // Some file could not be opened or read (and that was shown).
   bool read_failed() const { return output_->read_failed(); }
 
@@ -70,6 +73,7 @@ class ItemProcessor : public ItemSink {
   ItemOutput* output_;
   RangeSet ids_;
   int32_t count_ = 0;
+  FormlessItems formless_;
   bool keep_cursor_ = false;
   bool cursor_held_ = false;  // the cursor moves no more
   bool stopped_ = false;      // a cursor's run ends here
