@@ -1,6 +1,9 @@
 // QorArc: exports the disk archives of the control runtime as JSON, CSV, JSON Lines,
 // long CSV or Parquet.
+#include <malloc.h>
+
 #include <exception>
+#include <new>
 
 #include "core/messages.h"
 #include "app/run.h"
@@ -9,10 +12,19 @@
 
 int main(int argc, char** argv) {
   qorarc::OpenClosedStandardStreams();  // before anything opens a file
+  // The export's threads allocate little of their own: more malloc arenas
+  // than two would only reserve address space (64 MiB each), which a memory
+  // limit (ulimit -v) counts.
+  mallopt(M_ARENA_MAX, 2);
   qorarc::CoreStart();  // the run takes place whether or not the core came up
   int result;
   try {
     result = qorarc::Run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    // The reading thread itself ran out of memory (a worker's shortage only
+    // costs the export that thread). What it held is freed by now.
+    qorarc::ErrorLine("Out of memory: the export was ended.");
+    result = -1;
   } catch (const std::exception& error) {
     // The export was ended by an error; what was written is already flushed.
     qorarc::ErrorLine(error.what());

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <iostream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -25,6 +24,7 @@
 #include "export/block_compressor.h"
 #include "export/compressing_streambuf.h"
 #include "export/csv_writer.h"
+#include "export/formless_items.h"
 #include "export/item_processor.h"
 #include "export/json_lines_writer.h"
 #include "export/json_writer.h"
@@ -87,7 +87,7 @@ int32_t DelimiterOf(const Options& options) {
 }
 
 // True when the export is the JSON document, the format no other switch
-// replaces.
+// replaces: the one with no form for time and error arrays.
 bool WritesJsonDocument(const Options& options) {
   return !options.parquet && !options.json_lines && !options.long_csv && !options.csv;
 }
@@ -106,7 +106,7 @@ std::unique_ptr<Writer> MakeWriter(const Options& options, WriterTarget out) {
 }
 
 // The exit status of a run that completed its document although some
-// archive data could not be read.
+// archive data could not be read, or could not be shown as it is.
 constexpr int kUnreadableStatus = 2;
 // With --strict, the exit status of a run that found no archive file: no
 // file of the archive, none in the time span, none at all for --scan.
@@ -116,15 +116,14 @@ constexpr int kNothingFoundStatus = 3;
 constexpr int kBusyStatus = 4;
 
 // Runs the writer over the files: the export document, or the scan listing.
-// Sets `*unreadable` when a file could not be read. `compressor`: the
-// stream's, when it compresses, for the threads to compress blocks for.
+// Sets `*unreadable` when a file could not be read, and `*formless` to the
+// items the JSON document had no form for.
 // With `cursor`, begins each file where `starts` says, hands the cursor
 // what was consumed, and sets `*written` to the number of items written.
 void WriteDocument(const Options& options, const ItemFilter& filter,
                    const std::vector<ArchiveFileEntry>& entries, std::ostream* out,
-                   CompressingStreambuf* compressor, bool* unreadable,
-                   StateCursor* cursor = nullptr, const std::vector<FileStart>& starts = {},
-                   int32_t* written = nullptr) {
+                   bool* unreadable, FormlessItems* formless, StateCursor* cursor = nullptr,
+                   const std::vector<FileStart>& starts = {}, int32_t* written = nullptr) {
   if (options.scan) {
     WriteScanList(out, options.pretty_print, CollectSpans(entries));
     return;
@@ -141,8 +140,6 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
     ParallelOutput::Settings settings;
     settings.threads = threads;
     settings.batch_items = ExportBatchItems(ParallelOutput::kDefaultBatchItems);
-    settings.compressor = compressor;
-    settings.ends_at_text_without_form = WritesJsonDocument(options);
     output = std::make_unique<ParallelOutput>(
         writer.get(), &text,
         [&options](PendingText* block) { return MakeWriter(options, block); }, settings);
@@ -155,19 +152,15 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   const ProgressMeter::Mode progress = ProgressMeter::Wanted(!options.output_path.empty());
   ProgressMeter meter(progress, &processor, &state, entries, filter.item_count_limit);
   writer->beginDocument();
-  try {
-    state.Export(entries, progress == ProgressMeter::Mode::kOff
-                              ? static_cast<ItemSink*>(&processor)
-                              : &meter,
-                 starts);
-    output->Finish();
-  } catch (const std::logic_error&) {
-    writer->flush();  // keep what was written before the failing item
-    throw;
-  }
+  state.Export(entries, progress == ProgressMeter::Mode::kOff
+                            ? static_cast<ItemSink*>(&processor)
+                            : &meter,
+               starts);
+  output->Finish();
   writer->endDocument(processor.count());
   meter.Finish();
   if (processor.read_failed()) *unreadable = true;
+  if (WritesJsonDocument(options)) *formless = processor.formless();
   if (cursor != nullptr) {
     cursor->Advance(entries, processor.consumed());
     *written = processor.written();
@@ -219,14 +212,14 @@ int WriteOutputFile(const std::string& path, const std::vector<ArchiveFileEntry>
   }
   const Compression compression = CompressionOf(path);
   if (compression == Compression::kNone) {
-    write(file.stream(), nullptr);
+    write(file.stream());
   } else {
-    // Compressed between the document's stream and the file's (blocks of
-    // the threaded export by the worker threads); a failure of either shows
-    // in the file's stream for Commit().
-    CompressingStreambuf compressor(compression, file.stream()->rdbuf());
+    // Compressed between the document's stream and the file's, by the
+    // export's threads; a failure of either shows in the file's stream for
+    // Commit().
+    CompressingStreambuf compressor(compression, file.stream()->rdbuf(), ExportThreads());
     std::ostream plain(&compressor);
-    write(&plain, &compressor);
+    write(&plain);
     if (!compressor.Finish() || !plain) file.stream()->setstate(std::ios::badbit);
   }
   if (nothing_new != nullptr && *nothing_new) return 0;
@@ -322,13 +315,19 @@ int Run(int argc, char** argv) {
 
   std::vector<ArchiveFileEntry> entries;
   bool unreadable = false;
+  FormlessItems formless;
   if (int code = Discover(filter, options.input_path, &entries, &unreadable); code != 0)
     return code;
-  // A complete document that lacks what could not be read.
-  auto status = [&](int code) { return code == 0 && unreadable ? kUnreadableStatus : code; };
+  // A complete document that lacks what could not be read, or shows null
+  // for values it has no form for (after the document, one warning).
+  auto status = [&](int code) {
+    if (code != 0) return code;
+    if (formless.count() > 0) ErrorLine(formless.WarningLine());
+    return unreadable || formless.count() > 0 ? kUnreadableStatus : 0;
+  };
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
-    auto write_empty = [&options](std::ostream* out, CompressingStreambuf* = nullptr) {
+    auto write_empty = [&options](std::ostream* out) {
       MakeWriter(options, out)->writeEmptyResult();
     };
     int code;
@@ -359,7 +358,7 @@ int Run(int argc, char** argv) {
   if (cursor != nullptr) starts = cursor->Plan(entries, &unreadable);
   int32_t written = 0;
   if (options.output_path.empty()) {
-    WriteDocument(options, filter, entries, &std::cout, nullptr, &unreadable, cursor.get(),
+    WriteDocument(options, filter, entries, &std::cout, &unreadable, &formless, cursor.get(),
                   starts, &written);
     int code = FinishStandardOutput();
     // Standard output cannot take back what it wrote: the cursor follows it.
@@ -370,8 +369,8 @@ int Run(int argc, char** argv) {
   bool nothing_new = false;
   int code = WriteOutputFile(
       options.output_path, entries,
-      [&](std::ostream* out, CompressingStreambuf* compressor) {
-        WriteDocument(options, filter, entries, out, compressor, &unreadable, cursor.get(),
+      [&](std::ostream* out) {
+        WriteDocument(options, filter, entries, out, &unreadable, &formless, cursor.get(),
                       starts, &written);
         nothing_new = cursor != nullptr && written == 0;
       },

@@ -191,8 +191,8 @@ constexpr size_t ArrayValueBytes(int code, uint8_t count) {
 constexpr bool KeepsStoredOrder(int code) { return TraitsOf(code).stored_order; }
 
 // A text value that has no text: every text code but 12. The JSON document
-// has no form for it and ends the export there; the other formats show its
-// elements empty.
+// has no form for it and writes null for each element (and the run warns);
+// CSV shows its elements empty.
 constexpr bool IsTextWithoutForm(int code) {
   return code != kStringCode && CategoryOf(code) == ValueCategory::kText;
 }

@@ -146,11 +146,13 @@ echo "peak RSS <= 128 MiB at any archive size."
 awk -v pq="$(stat -c %s "$out/parquet.out")" -v lc="$(stat -c %s "$out/longcsv.out")" 'BEGIN {
   printf "Parquet file: %.1f MB, long CSV %.1f MB (%.1f%%; aim <= 20%%)\n", pq / 1e6, lc / 1e6, 100 * pq / lc }'
 
-# Compressed output: -o NAME.zst and NAME.gz, the blocks of the threaded
-# export compressed by its threads; checked to decompress to the plain bytes.
+# Compressed output: -o NAME.zst and NAME.gz, members of 1 MiB compressed by
+# the export's threads; checked to decompress to the plain bytes, and to be
+# the very file one thread writes.
 for kind in zst gz; do
   fresh="$out/c.jsonl.$kind"
   measure "$runs" "$kind.1" env QORARC_THREADS=1 "$qorarc" -i "$arc" -o "$out/c.jsonl.$kind" -jl plant
+  mv "$out/c.jsonl.$kind" "$out/c1.jsonl.$kind"
   measure "$runs" "$kind" "$qorarc" -i "$arc" -o "$out/c.jsonl.$kind" -jl plant
   fresh=""
   case $kind in zst) unpack="zstd -dcq" ;; gz) unpack="gzip -dc" ;; esac
@@ -158,6 +160,11 @@ for kind in zst gz; do
     echo "COMPRESSION CHECK FAILED: the .$kind export does not unpack to the JSON Lines export" >&2
     exit 1
   fi
+  if ! cmp -s "$out/c.jsonl.$kind" "$out/c1.jsonl.$kind"; then
+    echo "COMPRESSION CHECK FAILED: the threaded .$kind file differs from the one-thread file" >&2
+    exit 1
+  fi
+  rm -f "$out/c1.jsonl.$kind"
   awk -v k="$kind" -v one="$(wall $kind.1)" -v many="$(wall $kind)" -v plain="$(wall jsonl)" \
     -v size="$(stat -c %s "$out/c.jsonl.$kind")" -v full="$(stat -c %s "$out/jsonl.out")" 'BEGIN {
     printf "JSON Lines .%s: 1 thr %.3f s, %d thr %.3f s (plain %.3f s); %.1f MB, %.1f%% of %.0f MB\n",

@@ -2,14 +2,35 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 namespace qorarc {
 
-CompressingStreambuf::CompressingStreambuf(Compression kind, std::streambuf* sink,
+struct CompressingStreambuf::Member : WorkJob {
+  std::vector<char> plain;
+  size_t size = 0;  // plain bytes in use
+  std::string compressed;
+  bool ok = false;
+};
+
+CompressingStreambuf::CompressingStreambuf(Compression kind, std::streambuf* sink, int threads,
                                            size_t member_size)
-    : kind_(kind), sink_(sink), plain_(std::max<size_t>(member_size, 1)) {
-  setp(plain_.data(), plain_.data() + plain_.size());
+    : kind_(kind),
+      sink_(sink),
+      threads_(std::max(threads, 1)),
+      member_size_(std::max<size_t>(member_size, 1)),
+      current_(std::make_unique<Member>()),
+      work_([this](WorkJob* job, size_t) {
+        Member* member = static_cast<Member*>(job);
+        member->compressed.clear();
+        member->ok = CompressBlock(kind_, std::string_view(member->plain.data(), member->size),
+                                   &member->compressed);
+      }) {
+  current_->plain.resize(member_size_);
+  setp(current_->plain.data(), current_->plain.data() + member_size_);
 }
+
+CompressingStreambuf::~CompressingStreambuf() = default;
 
 bool CompressingStreambuf::WriteToSink(const char* data, size_t size) {
   unsynced_ = true;
@@ -18,18 +39,43 @@ bool CompressingStreambuf::WriteToSink(const char* data, size_t size) {
   return !failed_;
 }
 
+bool CompressingStreambuf::WriteOldest() {
+  Member& member = *in_flight_.front();
+  work_.Wait(&member);
+  if (!member.ok) failed_ = true;
+  if (!failed_) WriteToSink(member.compressed.data(), member.compressed.size());
+  spare_.push_back(std::move(in_flight_.front()));
+  in_flight_.pop_front();
+  return !failed_;
+}
+
 bool CompressingStreambuf::WritePending() {
   if (failed_ || finished_) return false;
   const size_t size = static_cast<size_t>(pptr() - pbase());
   if (size == 0) return true;
-  setp(plain_.data(), plain_.data() + plain_.size());
-  compressed_.clear();
-  if (!CompressBlock(kind_, std::string_view(plain_.data(), size), &compressed_)) {
-    failed_ = true;
-    return false;
+  if (!started_) {
+    started_ = true;
+    work_.Start(std::min<size_t>(static_cast<size_t>(threads_ - 1), kMaxMembersInFlight - 1));
   }
+  current_->size = size;
+  work_.Submit(current_.get());
+  in_flight_.push_back(std::move(current_));
   wrote_ = true;
-  return WriteToSink(compressed_.data(), compressed_.size());
+  if (spare_.empty()) {
+    current_ = std::make_unique<Member>();
+    current_->plain.resize(member_size_);
+  } else {
+    current_ = std::move(spare_.back());
+    spare_.pop_back();
+  }
+  setp(current_->plain.data(), current_->plain.data() + member_size_);
+  // Without workers this thread compresses each member at once; with them,
+  // members compressed already go out, and at most a few wait.
+  while (!in_flight_.empty() &&
+         (work_.workers() == 0 || in_flight_.size() >= kMaxMembersInFlight ||
+          work_.Ready(in_flight_.front().get())))
+    if (!WriteOldest()) return false;
+  return true;
 }
 
 CompressingStreambuf::int_type CompressingStreambuf::overflow(int_type c) {
@@ -67,19 +113,15 @@ std::streamsize CompressingStreambuf::xsputn(const char* s, std::streamsize n) {
   return done;
 }
 
-bool CompressingStreambuf::WriteCompressed(const char* data, size_t size) {
-  if (!WritePending()) return false;
-  wrote_ = true;
-  return WriteToSink(data, size);
-}
-
 bool CompressingStreambuf::Finish() {
   if (!WritePending()) return false;
+  while (!in_flight_.empty())
+    if (!WriteOldest()) return false;
   if (!wrote_) {
-    compressed_.clear();
-    if (!CompressBlock(kind_, std::string_view(), &compressed_)) failed_ = true;
+    std::string empty;
+    if (!CompressBlock(kind_, std::string_view(), &empty)) failed_ = true;
     wrote_ = true;
-    if (failed_ || !WriteToSink(compressed_.data(), compressed_.size())) return false;
+    if (failed_ || !WriteToSink(empty.data(), empty.size())) return false;
   }
   if (sink_->pubsync() != 0) failed_ = true;
   finished_ = true;

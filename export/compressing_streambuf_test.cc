@@ -1,5 +1,5 @@
-// The compressing stream buffer: full members whatever the flushes,
-// compressed blocks in their place, failures as stream failures.
+// The compressing stream buffer: full members whatever the flushes and the
+// threads, failures as stream failures.
 #include "export/compressing_streambuf.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ using testing::Decompress;
 TEST(CompressingStreambufTest, MembersAreFullWhateverTheFlushes) {
   for (bool gzip : {true, false}) {
     std::stringbuf sink;
-    CompressingStreambuf buffer(gzip ? Compression::kGzip : Compression::kZstd, &sink, 1000);
+    CompressingStreambuf buffer(gzip ? Compression::kGzip : Compression::kZstd, &sink, 1, 1000);
     std::ostream out(&buffer);
     std::string plain;
     const std::pair<size_t, int> steps[] = {{1, 0}, {998, 0}, {1, 1}, {2500, 3}};
@@ -38,25 +38,28 @@ TEST(CompressingStreambufTest, MembersAreFullWhateverTheFlushes) {
   }
 }
 
-// Compressed blocks after the plain bytes before them; a document of no
-// bytes is one empty member.
-TEST(CompressingStreambufTest, CompressedBlocksKeepTheirPlace) {
+// The same file whatever the threads that compress: members cut every 1000
+// plain bytes, written in order; a document of no bytes is one empty member.
+TEST(CompressingStreambufTest, ThreadsWriteTheSameMembers) {
+  std::string plain;
+  for (int i = 0; plain.size() < 25'500; ++i) plain += std::to_string(i * 7919 % 100'003) + ",";
   for (bool gzip : {true, false}) {
     const Compression kind = gzip ? Compression::kGzip : Compression::kZstd;
-    std::stringbuf sink, empty_sink;
-    CompressingStreambuf buffer(kind, &sink), empty(kind, &empty_sink);
-    std::ostream out(&buffer);
-    std::string block;
-    ASSERT_TRUE(CompressBlock(kind, "[block]", &block));
-    out << "before";
-    ASSERT_TRUE(buffer.WriteCompressed(block.data(), block.size()));
-    ASSERT_TRUE(buffer.WriteCompressed(block.data(), block.size()));
-    out << "after";
-    ASSERT_TRUE(buffer.Finish() && empty.Finish());
-    testing::Decompressed d = Decompress(gzip, sink.str());
-    EXPECT_TRUE(d.ok && d.members == 4 && d.plain == "before[block][block]after") << d.plain;
-    d = Decompress(gzip, empty_sink.str());
-    EXPECT_TRUE(d.ok && d.members == 1 && d.plain.empty());
+    std::string one_thread;
+    for (int threads : {1, 2, 3, 16}) {
+      SCOPED_TRACE(std::string(gzip ? "gzip " : "zstd ") + std::to_string(threads));
+      std::stringbuf sink, empty_sink;
+      CompressingStreambuf buffer(kind, &sink, threads, 1000), empty(kind, &empty_sink, threads);
+      std::ostream out(&buffer);
+      for (size_t at = 0; at < plain.size(); at += 333) out << plain.substr(at, 333) << std::flush;
+      ASSERT_TRUE(buffer.Finish() && empty.Finish());
+      testing::Decompressed d = Decompress(gzip, sink.str());
+      EXPECT_TRUE(d.ok && d.members == 26 && d.plain == plain) << d.members;
+      if (threads == 1) one_thread = sink.str();
+      EXPECT_TRUE(sink.str() == one_thread);
+      d = Decompress(gzip, empty_sink.str());
+      EXPECT_TRUE(d.ok && d.members == 1 && d.plain.empty());
+    }
   }
 }
 
@@ -85,12 +88,12 @@ TEST(CompressingStreambufTest, AShortWriteFailsTheStream) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.plain_size);
     LimitedSink sink(c.room);
-    CompressingStreambuf buffer(Compression::kGzip, &sink, 1000);
+    CompressingStreambuf buffer(Compression::kGzip, &sink, 1, 1000);
     std::ostream out(&buffer);
     out << std::string(c.plain_size, 'x') << std::flush;
     EXPECT_EQ(!out, c.stream_fails);
     EXPECT_FALSE(buffer.Finish());
-    EXPECT_FALSE(buffer.WriteCompressed("x", 1));
+    out << "late" << std::flush;
     EXPECT_EQ(sink.taken, c.room);
   }
 }

@@ -65,6 +65,7 @@ bool ItemProcessor::Item(const ArchiveItem& item) {
   ++count_;
   if (!write) return true;
   ++written_;
+  formless_.Note(item);
   output_->Write(item);
   return true;
 }

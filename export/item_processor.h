@@ -11,6 +11,7 @@
 #include "archive/archive_format.h"
 #include "archive/item_filter.h"
 #include "archive/read_state.h"
+#include "export/formless_items.h"
 #include "export/item_output.h"
 #include "export/range_set.h"
 
@@ -63,6 +64,8 @@ class ItemProcessor : public ItemSink {
   int32_t count() const { return count_; }
   // Items handed to the output.
   int32_t written() const { return written_; }
+  // The items written that the JSON document has no form for.
+  const FormlessItems& formless() const { return formless_; }
   // Some file could not be opened or read (and that was shown).
   bool read_failed() const { return output_->read_failed(); }
 
@@ -73,6 +76,7 @@ class ItemProcessor : public ItemSink {
   RangeSet ids_;
   int32_t count_ = 0;
   int32_t written_ = 0;
+  FormlessItems formless_;
   bool keep_cursor_ = false;
   bool cursor_held_ = false;  // the cursor moves no more
   std::vector<ReadPosition> consumed_;  // the last position of each file so far

@@ -1,6 +1,5 @@
 #include "export/json_writer.h"
 
-#include <stdexcept>
 #include <string>
 #include <type_traits>
 
@@ -49,9 +48,10 @@ void WriteKey(Json& json, const char (&quoted)[N]) {
   json.RawValue(quoted, N - 1, rapidjson::kStringType);
 }
 
-// The elements of a value as JSON values. A text value without a form
-// (codes 13 to 30: arrays of times and errors, the reserved codes) ends the
-// export here, and the driver reports this message.
+// The elements of a value as JSON values. A value without a form (arrays
+// of times and errors, codes 25 and 27) is one null per element, so the
+// export goes on; the run counts such items and warns about them
+// (export/formless_items.h).
 template <typename Json>
 struct JsonValues {
   Json& json;
@@ -62,8 +62,8 @@ struct JsonValues {
   // leaves an empty slot ("[1.0,,2.0]"); the export goes on.
   void Real(int, double v) { json.Double(v); }
   void Text(std::string_view text) { WriteText(json, text); }
-  void Formless(int32_t) {
-    throw std::logic_error("basic_string: construction from null is not valid");
+  void Formless(int32_t count) {
+    for (int32_t i = 0; i < count; ++i) json.Null();
   }
 };
 

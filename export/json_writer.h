@@ -29,9 +29,8 @@ class JsonWriter final : public Writer {
 
   // {"data":[
   void beginDocument() override;
-  // One object of the "data" array. Throws std::logic_error for a text value
-  // of codes 13 to 30, which has no text; what was written before the throw
-  // stays in the pending text, so flush() still delivers it.
+  // One object of the "data" array; the elements of a value without a form
+  // (codes 25 and 27) are null.
   void writeItem(const ExportItem& item) override;
   // ] and, when asked for, "total_item_count"; then } and flush().
   void endDocument(int32_t total) override;

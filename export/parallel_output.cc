@@ -1,13 +1,10 @@
 #include "export/parallel_output.h"
 
 #include <cstring>
-#include <exception>
+#include <new>
 #include <string>
-#include <system_error>
-#include <thread>
 #include <utility>
 
-#include "export/compressing_streambuf.h"
 #include "export/long_rows.h"
 #include "export/writer.h"
 
@@ -69,7 +66,7 @@ void PassOneItem(Writer* writer, PendingText* text) {
 
 }  // namespace
 
-struct ParallelOutput::Batch {
+struct ParallelOutput::Batch : WorkJob {
   // Filled by the reading thread.
   std::vector<QueuedItem> items;
   std::string arena;
@@ -78,10 +75,6 @@ struct ParallelOutput::Batch {
   // Filled by the formatting thread.
   PendingText block;               // the items' text, one after the other
   std::vector<size_t> item_ends;   // where each formatted item's text ends
-  std::exception_ptr error;        // what formatting the next item threw
-  std::string compressed;          // the text as one member, when compressing
-  bool compressed_ok = false;
-  bool done = false;               // guarded by mutex_
 
   void Clear() {
     items.clear();
@@ -90,21 +83,17 @@ struct ParallelOutput::Batch {
     text_bound = 0;
     block.size = 0;
     item_ends.clear();
-    error = nullptr;
-    compressed.clear();
-    compressed_ok = false;
   }
 };
 
-struct ParallelOutput::Worker {
-  // Collects its text (no stream), taking each batch's buffer as its own
-  // while it formats that batch.
-  PendingText text;
+struct ParallelOutput::Formatter {
+  // Collects its text (no stream) in each batch's buffer, which it takes as
+  // its own while it formats that batch: it needs none of its own. The
+  // writer is made by the thread that formats with it, on its first batch.
+  PendingText text{nullptr, 0};
   std::unique_ptr<Writer> writer;
-  bool begun = false;
   ViewBuilder views;
   ArchiveItem item;
-  std::thread thread;
 };
 
 ParallelOutput::ParallelOutput(Writer* document, PendingText* text, WriterFactory make_writer,
@@ -113,20 +102,16 @@ ParallelOutput::ParallelOutput(Writer* document, PendingText* text, WriterFactor
       text_(text),
       make_writer_(std::move(make_writer)),
       settings_(settings),
-      current_(std::make_unique<Batch>()) {
+      current_(std::make_unique<Batch>()),
+      work_([this](WorkJob* job, size_t thread) {
+        Format(formatters_[thread].get(), static_cast<Batch*>(job));
+      }) {
   if (settings_.threads < 1) settings_.threads = 1;
   if (settings_.batch_items < 1) settings_.batch_items = 1;
   if (settings_.batch_bytes < 1) settings_.batch_bytes = 1;
 }
 
-ParallelOutput::~ParallelOutput() {
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    stopping_ = true;
-  }
-  work_ready_.notify_all();
-  for (const std::unique_ptr<Worker>& worker : workers_) worker->thread.join();
-}
+ParallelOutput::~ParallelOutput() = default;
 
 void ParallelOutput::Write(const ArchiveItem& item) {
   if (direct_items_ < settings_.batch_items) {
@@ -134,15 +119,6 @@ void ParallelOutput::Write(const ArchiveItem& item) {
     // needs no threads, and an output that fails at once stops the export
     // at the very item where one thread stops it.
     ++direct_items_;
-    document_->writeItem(views_.Build(item));
-    return;
-  }
-  const int code = item.code();
-  if (settings_.ends_at_text_without_form && IsTextWithoutForm(code) &&
-      ValueCount(code, item.count) > 0) {
-    // Everything before the item is written first; then the document's
-    // writer fails on it as it would without threads, before more is read.
-    Finish();
     document_->writeItem(views_.Build(item));
     return;
   }
@@ -175,16 +151,11 @@ void ParallelOutput::Finish() {
 bool ParallelOutput::Failed() const { return text_->failed; }
 
 void ParallelOutput::Submit() {
-  if (helper_ == nullptr) StartWorkers();
+  if (!started_) StartWorkers();
   Batch* batch = current_.get();
   bytes_in_flight_ += batch->text_bound;
   in_flight_.push_back(std::move(current_));
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    batch->done = false;
-    todo_.push_back(batch);
-  }
-  work_ready_.notify_one();
+  work_.Submit(batch);
   if (spare_.empty()) {
     current_ = std::make_unique<Batch>();
   } else {
@@ -194,32 +165,14 @@ void ParallelOutput::Submit() {
   // Memory stays bounded: the oldest blocks go out before more are made.
   while (!in_flight_.empty() &&
          (bytes_in_flight_ > kMaxBytesInFlight ||
-          in_flight_.size() > 2 * static_cast<size_t>(settings_.threads)))
+          in_flight_.size() > 2 * formatters_.size()))
     WriteOldest();
 }
 
 void ParallelOutput::WriteOldest() {
   Batch& batch = *in_flight_.front();
-  for (;;) {
-    // Rather than wait, this thread formats a batch no worker has taken.
-    Batch* waiting = nullptr;
-    {
-      std::unique_lock<std::mutex> lock(mutex_);
-      if (batch.done) break;
-      if (todo_.empty()) {
-        batch_done_.wait(lock, [&batch] { return batch.done; });
-        break;
-      }
-      waiting = todo_.front();
-      todo_.pop_front();
-    }
-    Format(helper_.get(), waiting);
-  }
-  if (batch.compressed_ok) {
-    WriteCompressedBlock(&batch);
-  } else {
-    WriteItems(&batch);
-  }
+  work_.Wait(&batch);
+  WriteItems(&batch);
   bytes_in_flight_ -= batch.text_bound;
   batch.Clear();
   spare_.push_back(std::move(in_flight_.front()));
@@ -230,23 +183,6 @@ void ParallelOutput::WriteOldest() {
     for (std::unique_ptr<Batch>& later : in_flight_) later->messages.clear();
     current_->messages.clear();
   }
-}
-
-void ParallelOutput::WriteCompressedBlock(Batch* batch) {
-  // Failures show per block here, as the file's stream shows them per
-  // member without threads; the messages read before the block's first
-  // item go before it, the others after it.
-  size_t next = 0;
-  for (; next < batch->messages.size() && batch->messages[next].first == 0; ++next)
-    Show(batch->messages[next].second);
-  text_->WritePiece();  // the document's own text goes first
-  if (text_->failed ||
-      !settings_.compressor->WriteCompressed(batch->compressed.data(), batch->compressed.size())) {
-    text_->failed = true;
-    stopped_ = true;
-    return;
-  }
-  for (; next < batch->messages.size(); ++next) Show(batch->messages[next].second);
 }
 
 void ParallelOutput::WriteItems(Batch* batch_pointer) {
@@ -264,14 +200,6 @@ void ParallelOutput::WriteItems(Batch* batch_pointer) {
          ++next_message)
       Show(batch.messages[next_message].second);
     if (i == n) break;
-    if (i == batch.item_ends.size()) {
-      // Formatting threw here: the document's writer writes this item
-      // itself, and fails on it as it would without threads.
-      size_t offset = 0;
-      for (size_t k = 0; k <= i; ++k) Unpack(batch.items[k], batch.arena, &offset, &refused_);
-      document_->writeItem(views_.Build(refused_));
-      std::rethrow_exception(batch.error);
-    }
     const size_t stop = next_message < batch.messages.size()
                             ? batch.messages[next_message].first
                             : batch.item_ends.size();
@@ -296,83 +224,49 @@ void ParallelOutput::WriteItems(Batch* batch_pointer) {
     ++i;
     if (text_->failed) stopped_ = true;
   }
-  if (batch.error && !stopped_) std::rethrow_exception(batch.error);
-}
-
-std::unique_ptr<ParallelOutput::Worker> ParallelOutput::MakeWorker() {
-  auto worker = std::make_unique<Worker>();
-  worker->writer = make_writer_(&worker->text);
-  worker->item.text.reserve(kMaxRecordBytes);
-  return worker;
 }
 
 void ParallelOutput::StartWorkers() {
   // This thread is one of the threads: it reads, and formats when it would
-  // otherwise wait. A thread the system refuses (a process or memory
-  // limit) is done without: the export goes on with the threads it has.
-  helper_ = MakeWorker();
-  for (int i = 1; i < settings_.threads; ++i) {
-    std::unique_ptr<Worker> worker = MakeWorker();
-    try {
-      worker->thread = std::thread(&ParallelOutput::RunWorker, this, worker.get());
-    } catch (const std::system_error&) {
-      break;
-    }
-    workers_.push_back(std::move(worker));
+  // otherwise wait. A thread the system refuses, or the memory for its
+  // formatter (a process or memory limit), is done without: the export
+  // goes on with the threads it has, down to this one.
+  started_ = true;
+  formatters_.push_back(std::make_unique<Formatter>());
+  const size_t wanted = static_cast<size_t>(settings_.threads);
+  while (formatters_.size() < wanted) {
+    std::unique_ptr<Formatter> formatter(new (std::nothrow) Formatter);
+    if (formatter == nullptr) break;
+    formatters_.push_back(std::move(formatter));
   }
+  formatters_.resize(1 + work_.Start(formatters_.size() - 1));
 }
 
-void ParallelOutput::RunWorker(Worker* worker) {
-  for (;;) {
-    Batch* batch = nullptr;
-    {
-      std::unique_lock<std::mutex> lock(mutex_);
-      work_ready_.wait(lock, [this] { return stopping_ || !todo_.empty(); });
-      if (stopping_) return;
-      batch = todo_.front();
-      todo_.pop_front();
-    }
-    Format(worker, batch);
-  }
-}
-
-void ParallelOutput::Format(Worker* worker, Batch* batch) {
-  // The worker writes into the batch's buffer and gets its own, unwritten,
-  // back at the end: the only buffers that hold text are the batches'.
-  PendingText& text = worker->text;
+void ParallelOutput::Format(Formatter* formatter, Batch* batch) {
+  // The formatter writes into the batch's buffer and gets its own,
+  // unwritten, back at the end: the only buffers that hold text are the
+  // batches'. A batch may be formatted a second time, by this thread after
+  // a worker failed on it: it starts from its items each time.
+  PendingText& text = formatter->text;
   text.Exchange(&batch->block);
-  try {
-    Writer* writer = worker->writer.get();
-    if (!worker->begun) {
-      // Every batch follows the first, which the document's writer wrote.
-      writer->beginDocument();
-      PassOneItem(writer, &text);
-      worker->begun = true;
-    }
-    size_t offset = 0;
-    for (const QueuedItem& queued : batch->items) {
-      Unpack(queued, batch->arena, &offset, &worker->item);
-      writer->writeItem(worker->views.Build(worker->item));
-      batch->item_ends.push_back(text.size);
-    }
-    if (settings_.compressor != nullptr && text.size > 0) {
-      batch->compressed_ok = CompressBlock(
-          settings_.compressor->kind(),
-          std::string_view(reinterpret_cast<const char*>(text.data.get()), text.size),
-          &batch->compressed);
-    }
-  } catch (...) {
-    batch->error = std::current_exception();
-    // The writer stopped inside an item: a new one formats the next batch.
-    worker->writer = make_writer_(&text);
-    worker->begun = false;
+  text.size = 0;
+  batch->item_ends.clear();
+  Writer* writer = formatter->writer.get();
+  if (writer == nullptr) {
+    // Every batch follows the first, which the document's writer wrote.
+    formatter->item.text.reserve(kMaxRecordBytes);
+    formatter->writer = make_writer_(&text);
+    writer = formatter->writer.get();
+    writer->beginDocument();
+    PassOneItem(writer, &text);
+  }
+  size_t offset = 0;
+  for (const QueuedItem& queued : batch->items) {
+    Unpack(queued, batch->arena, &offset, &formatter->item);
+    writer->writeItem(formatter->views.Build(formatter->item));
+    batch->item_ends.push_back(text.size);
   }
   batch->block.Exchange(&text);
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    batch->done = true;
-  }
-  batch_done_.notify_all();
 }
 
 }  // namespace qorarc

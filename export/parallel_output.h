@@ -11,33 +11,32 @@
 // Thread safety:
 // - The reading thread (the one that calls the public members) owns the
 //   document's writer and text, the batch being filled (`current_`), the
-//   batches in flight and spare, the workers' list and `helper_`.
-// - `mutex_` guards `todo_`, `stopping_` and every batch's `done` flag.
-// - A batch is handed over twice: the reading thread fills it and, under
-//   the mutex, puts it on `todo_`; the thread that takes it off `todo_`
-//   (a worker, or the reading thread itself while it waits) owns its text,
-//   item ends and error until it sets `done` under the mutex; then the
+//   batches in flight and spare.
+// - A batch is handed over twice, through the ordered work queue
+//   (export/ordered_work.h): the reading thread fills it and submits it;
+//   the thread that runs it (a worker, or the reading thread itself while
+//   it waits) owns its text and item ends until it is done; then the
 //   reading thread owns all of it again. The items, arena and messages are
 //   only read after the first hand-over.
-// - A worker's writer, text, views and item belong to the thread running it.
+// - A formatter's writer, text, views and item belong to the thread
+//   numbered as it is in the queue; a worker that fails (out of memory)
+//   leaves its batch to the reading thread and formats no more.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "archive/archive_format.h"
 #include "export/item_output.h"
 #include "export/item_view.h"
+#include "export/ordered_work.h"
 
 namespace qorarc {
 
-class CompressingStreambuf;
 class Writer;
 struct PendingText;
 
@@ -53,13 +52,6 @@ class ParallelOutput : public ItemOutput {
     // bytes of text (estimated before formatting, from above).
     size_t batch_items = kDefaultBatchItems;
     size_t batch_bytes = kDefaultBatchBytes;
-    // The document's stream compresses (-o NAME.gz, NAME.zst): the workers
-    // compress each block as a member of its own, which goes out whole.
-    CompressingStreambuf* compressor = nullptr;
-    // The document is JSON, which has no form for a text array
-    // (IsTextWithoutForm): such an item ends the export, and reading stops
-    // there, as with one thread.
-    bool ends_at_text_without_form = false;
   };
 
   static constexpr size_t kDefaultBatchItems = 4096;
@@ -72,7 +64,8 @@ class ParallelOutput : public ItemOutput {
   // first batch_items items itself, as without threads, and the document's
   // end after Finish(). With the second batch, up to threads - 1 workers
   // start (fewer where the system refuses a thread), and this thread formats
-  // batches too while it waits for one.
+  // batches too while it waits for one. A thread that cannot be had, or
+  // runs out of memory, is done without: the same text results.
   ParallelOutput(Writer* document, PendingText* text, WriterFactory make_writer,
                  Settings settings);
   // Stops and joins the workers; blocks not yet written are dropped.
@@ -84,23 +77,19 @@ class ParallelOutput : public ItemOutput {
   bool Failed() const override;
 
   // Worker threads started: none until the first batch goes to them.
-  size_t workers() const { return workers_.size(); }
+  size_t workers() const { return work_.workers(); }
 
  private:
   struct Batch;
-  struct Worker;
+  struct Formatter;
 
   void Submit();
   void WriteOldest();
-  // Writes a compressed block whole, with the messages around it.
-  void WriteCompressedBlock(Batch* batch);
   // Writes a block item by item, with the messages between them.
   void WriteItems(Batch* batch);
-  std::unique_ptr<Worker> MakeWorker();
   void StartWorkers();
-  void RunWorker(Worker* worker);
-  // Formats `*batch` with the writer of `*worker`.
-  void Format(Worker* worker, Batch* batch);
+  // Formats `*batch` with the writer of `*formatter`.
+  void Format(Formatter* formatter, Batch* batch);
 
   Writer* document_;
   PendingText* text_;
@@ -109,20 +98,16 @@ class ParallelOutput : public ItemOutput {
   ViewBuilder views_;
   size_t direct_items_ = 0;  // items the document's writer wrote itself
   bool stopped_ = false;     // a write failed: nothing more is written
-  ArchiveItem refused_;      // an item whose formatting threw, rebuilt
+  bool started_ = false;     // the workers were started
 
   std::unique_ptr<Batch> current_;
   std::vector<std::unique_ptr<Batch>> spare_;
   std::deque<std::unique_ptr<Batch>> in_flight_;  // in document order
   size_t bytes_in_flight_ = 0;
 
-  std::mutex mutex_;
-  std::condition_variable work_ready_;
-  std::condition_variable batch_done_;
-  std::deque<Batch*> todo_;  // guarded by mutex_
-  bool stopping_ = false;    // guarded by mutex_
-  std::vector<std::unique_ptr<Worker>> workers_;
-  std::unique_ptr<Worker> helper_;  // this thread's, once the workers run
+  // One per thread of `work_`, by its number: 0 is this thread's.
+  std::vector<std::unique_ptr<Formatter>> formatters_;
+  OrderedWork work_;  // last: its threads stop before the rest goes
 };
 
 }  // namespace qorarc

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 #include "archive/archive_format.h"
@@ -44,11 +43,10 @@ void Real(ParquetColumnPage* column, double v) {
 
 }  // namespace
 
-struct ParquetWriter::Page {
+struct ParquetWriter::Page : WorkJob {
   std::array<ParquetColumnPage, kColumns> columns;
   std::array<EncodedPage, kColumns> encoded;
   std::string error;  // why a column could not be encoded
-  bool done = false;  // guarded by mutex_
 
   int64_t rows() const { return columns[0].rows(); }
   void Clear() {
@@ -81,7 +79,8 @@ ParquetWriter::ParquetWriter(WriterTarget out, int threads)
       file_(columns_, "QorArc"),
       threads_(threads < 1 ? 1 : threads),
       current_(std::make_unique<Page>()),
-      group_(kColumns) {
+      group_(kColumns),
+      encoders_([this](WorkJob* page, size_t) { Encode(static_cast<Page*>(page)); }) {
   for (size_t k = 0; k < 3; ++k) {
     const std::vector<std::string>& dictionary = columns_[kClass + k].dictionary;
     for (size_t i = 0; i < dictionary.size(); ++i)
@@ -89,14 +88,7 @@ ParquetWriter::ParquetWriter(WriterTarget out, int threads)
   }
 }
 
-ParquetWriter::~ParquetWriter() {
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    stopping_ = true;
-  }
-  work_ready_.notify_all();
-  for (std::thread& encoder : encoders_) encoder.join();
-}
+ParquetWriter::~ParquetWriter() = default;
 
 void ParquetWriter::beginDocument() { Put(file_.Header()); }
 
@@ -156,35 +148,29 @@ void ParquetWriter::AddRow(const ExportItem& item, int64_t ts, const std::array<
 }
 
 void ParquetWriter::Submit() {
-  if (!encoders_started_) StartEncoders();
+  if (!encoders_started_) {
+    // Threads the system refuses are done without, down to none: then this
+    // thread encodes every page as it collects it.
+    encoders_started_ = true;
+    encoders_.Start(std::min<size_t>(static_cast<size_t>(threads_ - 1), kMaxPagesInFlight));
+  }
   Page* page = current_.get();
   in_flight_.push_back(std::move(current_));
-  if (encoders_.empty()) {
-    Encode(page);  // no worker: this thread encodes
-  } else {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      page->done = false;
-      todo_.push_back(page);
-    }
-    work_ready_.notify_one();
-  }
+  encoders_.Submit(page);
   if (spare_.empty()) {
     current_ = std::make_unique<Page>();
   } else {
     current_ = std::move(spare_.back());
     spare_.pop_back();
   }
-  while (in_flight_.size() >= kMaxPagesInFlight || (encoders_.empty() && !in_flight_.empty()))
+  while (in_flight_.size() >= kMaxPagesInFlight ||
+         (encoders_.workers() == 0 && !in_flight_.empty()))
     CollectOldest();
 }
 
 void ParquetWriter::CollectOldest() {
   Page& page = *in_flight_.front();
-  if (!encoders_.empty()) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    page_done_.wait(lock, [&page] { return page.done; });
-  }
+  encoders_.Wait(&page);
   if (!page.error.empty()) throw std::runtime_error("Parquet page not written: " + page.error);
   group_rows_ += page.rows();
   for (size_t k = 0; k < kColumns; ++k) {
@@ -232,41 +218,9 @@ void ParquetWriter::Put(std::string_view bytes) {
 }
 
 void ParquetWriter::Encode(Page* page) const {
+  page->error.clear();  // a page may be encoded again, here after a worker failed on it
   for (size_t k = 0; k < kColumns && page->error.empty(); ++k)
     page->encoded[k] = EncodeDataPage(columns_[k], page->columns[k], &page->error);
-}
-
-void ParquetWriter::StartEncoders() {
-  // A thread the system refuses is done without, down to none: then this
-  // thread encodes every page.
-  encoders_started_ = true;
-  const int wanted = std::min<int>(threads_ - 1, static_cast<int>(kMaxPagesInFlight));
-  for (int i = 0; i < wanted; ++i) {
-    try {
-      encoders_.emplace_back(&ParquetWriter::RunEncoder, this);
-    } catch (const std::system_error&) {
-      break;
-    }
-  }
-}
-
-void ParquetWriter::RunEncoder() {
-  for (;;) {
-    Page* page = nullptr;
-    {
-      std::unique_lock<std::mutex> lock(mutex_);
-      work_ready_.wait(lock, [this] { return stopping_ || !todo_.empty(); });
-      if (stopping_) return;
-      page = todo_.front();
-      todo_.pop_front();
-    }
-    Encode(page);
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      page->done = true;
-    }
-    page_done_.notify_all();
-  }
 }
 
 }  // namespace qorarc

@@ -25,19 +25,17 @@
 #pragma once
 
 #include <array>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <unordered_map>
 #include <vector>
 
 #include "export/export_item.h"
 #include "export/long_rows.h"
+#include "export/ordered_work.h"
 #include "export/parquet_file.h"
 #include "export/writer.h"
 
@@ -82,8 +80,6 @@ class ParquetWriter final : public Writer {
   // Bytes of the file, through the pending text in pieces.
   void Put(std::string_view bytes);
   void Encode(Page* page) const;
-  void RunEncoder();
-  void StartEncoders();
 
   std::vector<ParquetColumnInfo> columns_;
   ParquetFileAssembler file_;
@@ -104,15 +100,10 @@ class ParquetWriter final : public Writer {
   int64_t group_rows_ = 0;
   size_t group_bytes_ = 0;
 
-  // Encoders: `mutex_` guards `todo_`, `stopping_` and each page's `done`;
-  // a page on `todo_` belongs to the encoder that takes it until `done`.
-  std::mutex mutex_;
-  std::condition_variable work_ready_;
-  std::condition_variable page_done_;
-  std::deque<Page*> todo_;
-  bool stopping_ = false;
+  // The encoders: a page submitted belongs to the thread that encodes it
+  // until it is waited for. Last: its threads stop before the rest goes.
   bool encoders_started_ = false;
-  std::vector<std::thread> encoders_;
+  OrderedWork encoders_;
 };
 
 }  // namespace qorarc

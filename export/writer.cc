@@ -7,8 +7,8 @@
 
 namespace qorarc {
 
-PendingText::PendingText(std::ostream* out)
-    : data(new char8_t[kPieceSize + kSlack]), capacity(kPieceSize + kSlack), out(out) {}
+PendingText::PendingText(std::ostream* out, size_t capacity)
+    : data(new char8_t[capacity]), capacity(capacity), out(out) {}
 
 void PendingText::WritePiece() {
   if (out == nullptr) {
@@ -73,8 +73,13 @@ void PendingText::Exchange(PendingText* other) {
   std::swap(data, other->data);
   std::swap(size, other->size);
   std::swap(capacity, other->capacity);
-  piece_size = out == nullptr ? capacity - kSlack : kPieceSize;
-  other->piece_size = other->out == nullptr ? other->capacity - kSlack : kPieceSize;
+  // A buffer without the slack (a formatter's empty one) is never written.
+  const auto piece = [](const PendingText& text) {
+    if (text.out != nullptr) return kPieceSize;
+    return text.capacity > kSlack ? text.capacity - kSlack : 0;
+  };
+  piece_size = piece(*this);
+  other->piece_size = piece(*other);
 }
 
 Writer::Writer(WriterTarget target)

@@ -35,7 +35,9 @@ struct PendingText {
   using NextCheck = size_t (*)(std::string_view item_text, size_t from);
 
   // `out` null: the text is collected whole, never written (a worker's).
-  explicit PendingText(std::ostream* out = nullptr);
+  // `capacity`: the buffer to begin with; 0 for a text that only ever
+  // writes into buffers it takes with Exchange().
+  explicit PendingText(std::ostream* out = nullptr, size_t capacity = kPieceSize + kSlack);
 
   bool PieceReady() const { return size >= piece_size; }
 

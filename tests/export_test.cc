@@ -224,22 +224,58 @@ TEST_F(ExportTest, BadRecordIsReportedOnceAndEndsTheFile) {
   EXPECT_EQ(Clean(r.err).find("Error occured"), std::string::npos);
 }
 
-TEST_F(ExportTest, TextOfArrayCode25EndsTheExport) {
+// Time and error arrays (codes 25 and 27) have no JSON form: the document
+// shows their elements as null and goes on; one warning after it names the
+// first such item written and the count, and the status is 2. The same with
+// threads, batch by batch; the other formats are as they were.
+TEST_F(ExportTest, TimeAndErrorArraysAreNullInJson) {
   ArchiveBuilder b;
-  b.Day(kMay3).Long(TimeOfDay(1, 0, 0), 1, 1).Array<uint64_t>(25, TimeOfDay(1, 0, 1), 2, {7})
-      .Long(TimeOfDay(1, 0, 2), 1, 3);
+  b.Day(kMay3).Long(TimeOfDay(1, 0, 0), 1, 1).Array<uint64_t>(25, TimeOfDay(1, 0, 1), 2, {7, 8})
+      .Long(TimeOfDay(1, 0, 2), 1, 3).Array<int16_t>(27, TimeOfDay(1, 0, 3), 4, {5})
+      .Long(TimeOfDay(1, 0, 4), 1, 5);
   Write(kMay3, "a", b.bytes());
-  ProgramResult r = Run({"a"});
-  EXPECT_EQ(r.out,
-            "{\"data\":[{\"ts\":\"2019-05-03T01:00:00.000000Z\",\"id\":1,\"class\":\"AlLong\","
-            "\"type\":\"data\",\"values\":[1]},{\"ts\":\"2019-05-03T01:00:01.000000Z\",\"id\":2,"
-            "\"class\":\"GrTime\",\"type\":\"data\",\"values\":[");
-  EXPECT_EQ(r.err, "basic_string: construction from null is not valid\n");
-  EXPECT_EQ(r.status, 255);
-  // CSV writes an empty cell and goes on.
-  r = Run({"--csv", "-ccf", "2,6", "a"});
-  EXPECT_EQ(r.out, "AlLong,1\nGrTime,\nAlLong,3\n");
-  EXPECT_EQ(r.status, 0);
+  const std::string item1 = R"({"ts":"2019-05-03T01:00:00.000000Z","id":1,"class":"AlLong",)"
+                            R"("type":"data","values":[1]})";
+  const std::string item2 = R"({"ts":"2019-05-03T01:00:01.000000Z","id":2,"class":"GrTime",)"
+                            R"("type":"data","values":[null,null]})";
+  const std::string warning =
+      " of value type 25 or 27 have no JSON form; their values were written as null (first: ID 2 "
+      "at 2019-05-03T01:00:01.000000Z).\n";
+  struct Case {
+    const char* what;
+    std::vector<std::string> args;
+    std::string out, err;
+    int status;
+  };
+  const Case cases[] = {
+      {"JSON", {"-itc", "a"},
+       R"({"data":[)" + item1 + "," + item2 + R"(,{"ts":"2019-05-03T01:00:02.000000Z","id":1,)"
+       R"("class":"AlLong","type":"data","values":[3]},{"ts":"2019-05-03T01:00:03.000000Z",)"
+       R"("id":4,"class":"GrError","type":"data","values":[null]},)"
+       R"({"ts":"2019-05-03T01:00:04.000000Z","id":1,"class":"AlLong","type":"data",)"
+       R"("values":[5]}],"total_item_count":5})",
+       "Warning: 2 items" + warning, 2},
+      {"JSON up to the limit", {"-ic", "3", "-itc", "a"},
+       R"({"data":[)" + item1 + "," + item2 + R"(,{"ts":"2019-05-03T01:00:02.000000Z","id":1,)"
+       R"("class":"AlLong","type":"data","values":[3]}],"total_item_count":5})",
+       "Warning: 1 item of value type 25 or 27 has no JSON form; its values were written as null "
+       "(first: ID 2 at 2019-05-03T01:00:01.000000Z).\n", 2},
+      {"JSON, such items only counted", {"-ic", "1", "-itc", "a"},
+       R"({"data":[)" + item1 + R"(],"total_item_count":5})", "", 0},
+      {"CSV", {"--csv", "-ccf", "2,6", "a"}, "AlLong,1\nGrTime,\nAlLong,3\nGrError,\nAlLong,5\n",
+       "", 0},
+  };
+  for (const Case& c : cases) {
+    for (const char* threads : {"QORARC_THREADS=1", "QORARC_THREADS=3"}) {
+      SCOPED_TRACE(std::string(c.what) + " " + threads);
+      std::vector<std::string> args = c.args;
+      args.insert(args.begin(), {"-i", root_});
+      ProgramResult r = RunQorArc(args, {{threads, "QORARC_BATCH_ITEMS=1"}, ""});
+      EXPECT_EQ(r.out, c.out);
+      EXPECT_EQ(r.err, c.err);
+      EXPECT_EQ(r.status, c.status);
+    }
+  }
 }
 
 TEST_F(ExportTest, SingleFileNeedsNoName) {

@@ -101,6 +101,10 @@ Child Start(const Launch& launch) {
     signal(SIGXFSZ, SIG_IGN);
     if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(125);
   }
+  if (launch.address_space_limit != RLIM_INFINITY) {
+    const rlimit limit = {launch.address_space_limit, launch.address_space_limit};
+    if (setrlimit(RLIMIT_AS, &limit) != 0) _exit(125);
+  }
   alarm(60);
   execve(program.c_str(), argv.data(), environ);
   _exit(127);

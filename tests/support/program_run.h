@@ -53,6 +53,7 @@ struct Launch {
   // Processes and threads the user may have (with as_nobody: root has no
   // such limit).
   rlim_t process_limit = RLIM_INFINITY;
+  rlim_t address_space_limit = RLIM_INFINITY;  // bytes, as `ulimit -v` sets
 };
 
 struct Child {
