@@ -7,7 +7,9 @@ namespace qorarc {
 void FormlessItems::Count(const ArchiveItem& item) {
   if (count_++ > 0) return;
   // The item as the document shows it: its "id" and its "ts".
-  const ExportItem view = ViewBuilder().Build(item);
+  // The view's texts live in its builder.
+  ViewBuilder builder;
+  const ExportItem view = builder.Build(item);
   first_ = "ID " + std::to_string(view.id) + " at " + std::string(view.date) + "T" +
            std::string(view.time) + "Z";
 }

@@ -232,6 +232,9 @@ TEST(StateCursorTest, EveryRecordOnceWhereverItIs) {
        },
        ""},
       {"which grows", [&] { Append(f.file(c), Longs(12, 1, c, false)); }, "7,12\n"},
+      {"a file moved away",
+       [&] { std::filesystem::rename(f.file(c + 1), f.dir.path() + "/away"); }, ""},
+      {"and back", [&] { std::filesystem::rename(f.dir.path() + "/away", f.file(c + 1)); }, ""},
       {"nothing new", [] {}, ""},
   };
   for (const Step& s : steps) {
