@@ -28,12 +28,12 @@ UBSAN_OPTIONS=print_stacktrace=1 QORARC_PROPERTY_ARCHIVES=150 QORARC_STATE_ROUND
 
 # ThreadSanitizer over the program and the end-to-end tests that export with
 # several threads: the batch-edge cases, a write failing part way, Parquet's
-# page encoders, compressed blocks, the property archives and the cursor's
-# live archives, each run with one and with three threads. A race
-# report ends the program with status 66, which fails its test.
+# page encoders, compressed blocks, the property archives, the cursor's live
+# archives and its killed runs, each run with one and with three threads. A
+# race report ends the program with status 66, which fails its test.
 cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQORARC_HARDENING=OFF \
   -DCMAKE_CXX_FLAGS="-fsanitize=thread -Wno-maybe-uninitialized"
 cmake --build build-tsan -j2 --target QorArc end_to_end_tests
 TSAN_OPTIONS="halt_on_error=1 exitcode=66" QORARC_PROPERTY_ARCHIVES=100 QORARC_STATE_ROUNDS=1 \
   ctest --test-dir build-tsan --output-on-failure -j2 \
-    -R 'ParallelExportTest|ParallelFailureTest|ParquetExportTest|UnattendedTest|PropertyTest|StateCursorTest'
+    -R 'ParallelExportTest|ParallelFailureTest|ParquetExportTest|UnattendedTest|PropertyTest|StateCursorTest|StateCommitTest'
