@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -218,6 +219,49 @@ TEST(StateCommitTest, NoStateWhereItCannotBeSaved) {
   EXPECT_EQ(o.err, "Failed to lock state file '" + a.Out("locked/plant.state") +
                        "': Permission denied.\n");
   EXPECT_EQ(ReadFile(a.Out("out.jsonl")), "before\n");
+}
+
+// A cursor that cannot be saved keeps the output from taking its name: the
+// previous file stays, status 255, and nothing is skipped later.
+TEST(StateCommitTest, CursorThatCannotBeSavedKeepsThePreviousOutput) {
+  Archive a;
+  WriteArchiveFile(a.Out("out.jsonl"), "before\n");
+  std::filesystem::create_directory(a.state + ".tmp");  // no file can be written there
+  const Outcome o = RunLaunch(a.Run("out.jsonl"));
+  EXPECT_EQ(o.status, 255);
+  EXPECT_EQ(o.err, "Failed to write state file '" + a.state + "': Is a directory.\n"
+                   "Failed to write to '" + a.Out("out.jsonl") + "'.\n");
+  EXPECT_EQ(ReadFile(a.Out("out.jsonl")), "before\n");
+  std::vector<std::string> others;
+  AllOutputs(a.dir.path(), &others);
+  EXPECT_EQ(others, (std::vector<std::string>{"arc", "plant.state.lock", "plant.state.tmp"}));
+  std::filesystem::remove(a.state + ".tmp");
+  EXPECT_EQ(RunLaunch(a.Run("out.jsonl")).status, 0);
+  EXPECT_EQ(ReadFile(a.Out("out.jsonl")), RunQorArc({"-i", a.arc, "-jl", "plant"}).out);
+}
+
+// The line of a file that is gone stays for 30 days, then goes.
+TEST(StateCommitTest, FilesGoneAreForgottenAfterThirtyDays) {
+  Archive a;
+  ASSERT_EQ(RunLaunch(a.Run("out.jsonl")).status, 0);
+  std::string text = ReadFile(a.state);
+  const std::string line = text.substr(text.find("\nfile ") + 1);
+  auto gone = [&](const std::string& name, int64_t since) {
+    std::string entry = line;
+    const size_t path = entry.rfind(' ');
+    const size_t missing = entry.rfind(' ', path - 1);
+    return entry.substr(0, missing + 1) + std::to_string(since) + " " + a.dir.path() + "/" +
+           name + "\n";
+  };
+  const int64_t now = static_cast<int64_t>(std::time(nullptr));
+  WriteArchiveFile(a.state, text + gone("recent", now - 29 * 86400) +
+                                gone("old", now - 31 * 86400));
+  Append(ArchiveFilePath(a.arc, DayNumber(2019, 5, 3), "plant"),
+         ArchiveBuilder().Long(TimeOfDay(9, 0, 0), 8, -1).bytes());
+  ASSERT_EQ(RunLaunch(a.Run("out.jsonl")).status, 0);
+  text = ReadFile(a.state);
+  EXPECT_NE(text.find(a.dir.path() + "/recent\n"), std::string::npos) << text;
+  EXPECT_EQ(text.find(a.dir.path() + "/old\n"), std::string::npos) << text;
 }
 
 }  // namespace
