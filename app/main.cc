@@ -5,10 +5,10 @@
 #include <exception>
 #include <new>
 
-#include "core/messages.h"
 #include "app/run.h"
-#include "app/standard_streams.h"
-#include "core/core_init.h"
+#include "base/messages.h"
+#include "output/standard_streams.h"
+#include "runtime/core_init.h"
 
 int main(int argc, char** argv) {
   qorarc::OpenClosedStandardStreams();  // before anything opens a file

@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "app/range_list.h"
-#include "core/errors.h"
-#include "core/messages.h"
-#include "core/timestamp_parser.h"
+#include "base/messages.h"
+#include "base/result_codes.h"
+#include "base/timestamp_parser.h"
 #include "export/time_text.h"
 
 namespace qorarc {

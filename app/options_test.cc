@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/messages.h"
+#include "base/messages.h"
 
 namespace qorarc {
 namespace {

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "core/messages.h"
+#include "base/messages.h"
 
 namespace qorarc {
 namespace {

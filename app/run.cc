@@ -14,15 +14,12 @@
 #include "app/export_threads.h"
 #include "app/help_text.h"
 #include "app/options.h"
-#include "app/output_file.h"
 #include "app/progress_meter.h"
 #include "app/state_cursor.h"
 #include "app/state_lock.h"
 #include "archive/discovery.h"
 #include "archive/read_state.h"
-#include "core/messages.h"
-#include "export/block_compressor.h"
-#include "export/compressing_streambuf.h"
+#include "base/messages.h"
 #include "export/csv_writer.h"
 #include "export/formless_items.h"
 #include "export/item_processor.h"
@@ -31,6 +28,9 @@
 #include "export/long_csv_writer.h"
 #include "export/parallel_output.h"
 #include "export/parquet_writer.h"
+#include "output/block_compressor.h"
+#include "output/compressing_streambuf.h"
+#include "output/output_file.h"
 
 namespace qorarc {
 namespace {

@@ -10,8 +10,8 @@
 #include <memory>
 #include <unordered_map>
 
-#include "core/messages.h"
-#include "core/time_base.h"
+#include "base/messages.h"
+#include "base/time_base.h"
 
 namespace qorarc {
 namespace {

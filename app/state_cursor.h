@@ -27,11 +27,11 @@
 #include <string>
 #include <vector>
 
-#include "app/output_file.h"
 #include "app/state_file.h"
 #include "archive/discovery.h"
 #include "archive/item_filter.h"
 #include "archive/read_state.h"
+#include "output/output_file.h"
 
 namespace qorarc {
 

@@ -53,7 +53,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/time_base.h"
+#include "base/time_base.h"
 
 namespace qorarc {
 

@@ -4,10 +4,10 @@
 #include <chrono>
 #include <system_error>
 
-#include "core/errors.h"
-#include "core/messages.h"
-#include "core/time_base.h"
-#include "core/timestamp_parser.h"
+#include "base/messages.h"
+#include "base/result_codes.h"
+#include "base/time_base.h"
+#include "base/timestamp_parser.h"
 
 namespace qorarc {
 namespace fs = std::filesystem;

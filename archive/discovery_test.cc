@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "archive/archive_writer.h"
-#include "core/messages.h"
-#include "core/timestamp_parser.h"
+#include "base/messages.h"
+#include "base/timestamp_parser.h"
 #include "support/files.h"
 
 namespace qorarc {

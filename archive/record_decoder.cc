@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "core/errors.h"
+#include "base/result_codes.h"
 
 namespace qorarc {
 namespace {

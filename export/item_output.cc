@@ -1,6 +1,6 @@
 #include "export/item_output.h"
 
-#include "core/messages.h"
+#include "base/messages.h"
 #include "export/writer.h"
 
 namespace qorarc {

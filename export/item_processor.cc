@@ -1,6 +1,6 @@
 #include "export/item_processor.h"
 
-#include "core/messages.h"
+#include "base/messages.h"
 
 namespace qorarc {
 

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/time_base.h"
+#include "base/time_base.h"
 #include "support/export_items.h"
 
 namespace qorarc {

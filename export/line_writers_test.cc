@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/time_base.h"
+#include "base/time_base.h"
 #include "export/csv_writer.h"
 #include "export/json_lines_writer.h"
 #include "export/long_csv_writer.h"

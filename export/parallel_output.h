@@ -13,7 +13,7 @@
 //   document's writer and text, the batch being filled (`current_`), the
 //   batches in flight and spare.
 // - A batch is handed over twice, through the ordered work queue
-//   (export/ordered_work.h): the reading thread fills it and submits it;
+//   (base/ordered_work.h): the reading thread fills it and submits it;
 //   the thread that runs it (a worker, or the reading thread itself while
 //   it waits) owns its text and item ends until it is done; then the
 //   reading thread owns all of it again. The items, arena and messages are
@@ -31,9 +31,9 @@
 #include <vector>
 
 #include "archive/archive_format.h"
+#include "base/ordered_work.h"
 #include "export/item_output.h"
 #include "export/item_view.h"
-#include "export/ordered_work.h"
 
 namespace qorarc {
 

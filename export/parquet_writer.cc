@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "archive/archive_format.h"
-#include "core/time_base.h"
+#include "base/time_base.h"
 #include "export/record_texts.h"
 #include "export/utf8_text.h"
 

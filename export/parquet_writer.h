@@ -33,11 +33,11 @@
 #include <unordered_map>
 #include <vector>
 
+#include "base/ordered_work.h"
 #include "export/export_item.h"
 #include "export/long_rows.h"
-#include "export/ordered_work.h"
-#include "export/parquet_file.h"
 #include "export/writer.h"
+#include "parquet/parquet_file.h"
 
 namespace qorarc {
 

@@ -8,7 +8,7 @@
 #include <chrono>
 #include <cstring>
 
-#include "core/time_base.h"
+#include "base/time_base.h"
 
 namespace qorarc {
 namespace {

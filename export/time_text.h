@@ -1,5 +1,5 @@
 // Text forms of time stamps: dates, times of day, and both together. A time
-// stamp counts nanoseconds since the time base (core/time_base.h); 0 means
+// stamp counts nanoseconds since the time base (base/time_base.h); 0 means
 // "no time stamp" and prints as "---".
 #pragma once
 

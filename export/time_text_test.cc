@@ -6,7 +6,7 @@
 #include <limits>
 #include <string>
 
-#include "core/timestamp_parser.h"
+#include "base/timestamp_parser.h"
 
 namespace qorarc {
 namespace {

@@ -1,0 +1,39 @@
+#include "parquet/parquet_column.h"
+
+#include <cstdint>
+#include <limits>
+#include <set>
+
+namespace qorarc {
+
+namespace {
+
+std::string CheckColumn(const ParquetColumnInfo& column) {
+  if (column.name.empty()) return "a Parquet column without a name";
+  const std::string named = " (column \"" + column.name + "\")";
+  if (column.logical == ParquetLogical::kTimestampNanosUtc && column.type != ParquetType::kInt64)
+    return "a Parquet timestamp column must be of type INT64" + named;
+  if (column.logical == ParquetLogical::kString && column.type != ParquetType::kString)
+    return "a Parquet STRING column must hold byte arrays" + named;
+  if (!column.dictionary.empty() && column.type != ParquetType::kString)
+    return "only a Parquet byte array column can have a dictionary" + named;
+  if (column.dictionary.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max()))
+    return "a Parquet dictionary of more than 2^31 - 1 values" + named;
+  return "";
+}
+
+}  // namespace
+
+std::string CheckParquetColumns(const std::vector<ParquetColumnInfo>& columns) {
+  if (columns.empty()) return "a Parquet file needs at least one column";
+  std::set<std::string> names;
+  for (const ParquetColumnInfo& column : columns) {
+    std::string error = CheckColumn(column);
+    if (!error.empty()) return error;
+    if (!names.insert(column.name).second)
+      return "two Parquet columns named \"" + column.name + "\"";
+  }
+  return "";
+}
+
+}  // namespace qorarc

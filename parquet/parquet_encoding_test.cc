@@ -1,0 +1,83 @@
+#include "parquet/parquet_encoding.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace qorarc::parquet {
+namespace {
+
+using namespace std::string_literals;
+
+std::vector<int64_t> Repeat(int64_t value, int count) { return std::vector<int64_t>(count, value); }
+
+std::vector<int64_t> Join(std::vector<int64_t> a, const std::vector<int64_t>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+TEST(ParquetEncodingTest, RleHybrid) {
+  const struct {
+    const char* what;
+    std::vector<int64_t> values;
+    int bit_width;
+    std::string bytes;
+  } cases[] = {
+      {"nothing", {}, 1, ""},
+      {"the documents' example: 0 to 7 at 3 bits", {0, 1, 2, 3, 4, 5, 6, 7}, 3,
+       "\x03\x88\xC6\xFA"},
+      {"a run of 8", Repeat(1, 8), 1, "\x10\x01"},
+      {"a run of 7 stays bit-packed", Repeat(1, 7), 1, "\x03\x7F"},
+      {"a run with a two-byte header", Repeat(0, 300), 1, "\xD8\x04\x00"s},
+      {"the last group padded with zeros", {1, 0, 1}, 1, "\x03\x05"},
+      {"bit-packed, then a run", Join({1, 0, 1, 0, 1, 0, 1, 0}, Repeat(1, 10)), 1,
+       "\x03\x55\x14\x01"},
+      {"a run, then a short tail", Join(Repeat(3, 9), {2}), 2, "\x12\x03\x03\x02\x00"s},
+      {"a run that starts inside a group stays bit-packed", Join({0}, Repeat(1, 8)), 1,
+       "\x05\xFE\x01"},
+      {"a run value of 9 bits takes 2 bytes", Repeat(300, 8), 9, "\x10\x2C\x01"},
+      {"32 bits bit-packed", {0xFFFFFFFF}, 32,
+       "\x03\xFF\xFF\xFF\xFF" + std::string(28, '\0')},
+      {"32 bits in a run", Repeat(0x89ABCDEF, 8), 32, "\x10\xEF\xCD\xAB\x89"},
+  };
+  for (const auto& c : cases) {
+    std::string out;
+    EncodeRleHybrid(c.values, c.bit_width, &out);
+    EXPECT_EQ(out, c.bytes) << c.what;
+  }
+  // Definition levels take the same path from bytes.
+  std::vector<uint8_t> levels = {1, 1, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+  std::string out;
+  EncodeRleHybrid(levels, 1, &out);
+  EXPECT_EQ(out, "\x03\xFB\x12\x01");
+}
+
+TEST(ParquetEncodingTest, BitWidthFor) {
+  const struct {
+    uint64_t count;
+    int width;
+  } cases[] = {{1, 1}, {2, 1}, {3, 2}, {4, 2}, {5, 3}, {256, 8}, {257, 9}, {1ull << 31, 31}};
+  for (const auto& c : cases) EXPECT_EQ(BitWidthFor(c.count), c.width) << c.count;
+}
+
+TEST(ParquetEncodingTest, Plain) {
+  std::string out;
+  EncodePlainInt32(std::vector<int64_t>{1, -2, std::numeric_limits<int32_t>::min()}, &out);
+  EXPECT_EQ(out, "\x01\x00\x00\x00\xFE\xFF\xFF\xFF\x00\x00\x00\x80"s);
+  out.clear();
+  EncodePlainInt64(std::vector<int64_t>{std::numeric_limits<int64_t>::min(), 0x0102030405060708},
+                   &out);
+  EXPECT_EQ(out, "\x00\x00\x00\x00\x00\x00\x00\x80\x08\x07\x06\x05\x04\x03\x02\x01"s);
+  out.clear();
+  EncodePlainDouble(std::vector<double>{-0.0, 1.5}, &out);
+  EXPECT_EQ(out, "\x00\x00\x00\x00\x00\x00\x00\x80\x00\x00\x00\x00\x00\x00\xF8\x3F"s);
+  out.clear();
+  EncodePlainByteArrays("abcd", std::vector<uint32_t>{1, 1, 4}, &out);
+  EXPECT_EQ(out, "\x01\x00\x00\x00" "a" "\x00\x00\x00\x00" "\x03\x00\x00\x00" "bcd"s);
+}
+
+}  // namespace
+}  // namespace qorarc::parquet

@@ -1,0 +1,272 @@
+#include "parquet/parquet_file.h"
+
+#include <gtest/gtest.h>
+#include <zstd.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "parquet/parquet_encoding.h"
+#include "parquet/parquet_thrift.h"
+
+namespace qorarc {
+namespace {
+
+using namespace std::string_literals;
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+std::string Varint(int64_t value) {
+  std::string out;
+  parquet::PutVarint(parquet::ZigZag(value), &out);
+  return out;
+}
+
+// A page header of `type` with the page type's own header `tail` (its
+// fields and stop byte), for a body of `body_size` bytes compressed to
+// `compressed_size`.
+std::string PageHeader(int type, size_t body_size, size_t compressed_size, int16_t tail_field,
+                       const std::string& tail) {
+  std::string header = "\x15";
+  header += Varint(type);
+  header += '\x15';
+  header += Varint(body_size);
+  header += '\x15';
+  header += Varint(compressed_size);
+  header += static_cast<char>((tail_field - 3) << 4 | 0xC);
+  header += tail;
+  header += '\0';
+  return header;
+}
+
+// Splits a page into its header, checked against the expected one, and its
+// body, decompressed. The compressed size is taken to fit one byte.
+void ExpectPage(const EncodedPage& page, int type, int16_t tail_field, const std::string& tail,
+                const std::string& body, const char* what) {
+  std::string header = PageHeader(type, body.size(), 0, tail_field, tail);
+  ASSERT_GT(page.bytes.size(), header.size()) << what;
+  size_t compressed = page.bytes.size() - header.size();
+  ASSERT_LT(compressed, 64u) << what;
+  header = PageHeader(type, body.size(), compressed, tail_field, tail);
+  EXPECT_EQ(page.bytes.substr(0, header.size()), header) << what;
+  std::string decompressed(body.size() + 16, '\0');
+  size_t size = ZSTD_decompress(decompressed.data(), decompressed.size(),
+                                page.bytes.data() + header.size(), compressed);
+  ASSERT_FALSE(ZSTD_isError(size)) << what;
+  decompressed.resize(size);
+  EXPECT_EQ(decompressed, body) << what;
+  EXPECT_EQ(page.uncompressed_bytes, header.size() + body.size()) << what;
+}
+
+std::string Double(double value) {
+  std::string out;
+  parquet::PutFixed64(std::bit_cast<uint64_t>(value), &out);
+  return out;
+}
+
+// Data page header fields: num_values, encoding, RLE levels, then the
+// statistics struct `stats` (its fields and stop byte).
+std::string DataHeader(int rows, int encoding, const std::string& stats) {
+  std::string header = "\x15";
+  header += Varint(rows);
+  header += '\x15';
+  header += Varint(encoding);
+  header += "\x15\x06\x15\x06\x1C";
+  header += stats;
+  header += '\0';
+  return header;
+}
+
+TEST(ParquetFileTest, DataPageBytes) {
+  const ParquetColumnInfo ints = {"v", ParquetType::kInt32};
+  const ParquetColumnInfo reals = {"r", ParquetType::kDouble};
+  const ParquetColumnInfo kinds = {"k", ParquetType::kString, ParquetLogical::kString,
+                                   {"b", "a", "c"}};
+  const ParquetColumnInfo texts = {"s", ParquetType::kString, ParquetLogical::kString};
+  const struct {
+    const char* what;
+    const ParquetColumnInfo& column;
+    ParquetColumnPage page;
+    std::string data_header;
+    std::string body;
+  } cases[] = {
+      {"INT32 with a null", ints, {.defined = {1, 0, 1}, .integers = {7, -1}},
+       DataHeader(3, 0, "\x36\x02\x28\x04\x07\x00\x00\x00\x18\x04\xFF\xFF\xFF\xFF\x00"s),
+       "\x02\x00\x00\x00\x03\x05" "\x07\x00\x00\x00\xFF\xFF\xFF\xFF"s},
+      {"DOUBLE: NaN left out, zero max written as +0.0", reals,
+       {.defined = {1, 1, 1, 1}, .reals = {kNaN, -0.0, 0.0, -kInf}},
+       DataHeader(4, 0,
+                  "\x36\x00\x28\x08"s + Double(0.0) + "\x18\x08" + Double(-kInf) + "\x36\x02\x00"s),
+       "\x02\x00\x00\x00\x03\x0F"s + Double(kNaN) + Double(-0.0) + Double(0.0) + Double(-kInf)},
+      {"DOUBLE: zero min written as -0.0", reals, {.defined = {1, 1}, .reals = {0.0, 2.0}},
+       DataHeader(2, 0,
+                  "\x36\x00\x28\x08"s + Double(2.0) + "\x18\x08" + Double(-0.0) + "\x36\x00\x00"s),
+       "\x02\x00\x00\x00\x03\x03"s + Double(0.0) + Double(2.0)},
+      {"DOUBLE: only NaN, no bounds", reals, {.defined = {1, 0}, .reals = {kNaN}},
+       DataHeader(2, 0, "\x36\x02\x66\x02\x00"s), "\x02\x00\x00\x00\x03\x01"s + Double(kNaN)},
+      {"all null", ints, {.defined = {0, 0}}, DataHeader(2, 0, "\x36\x04\x00"s),
+       "\x02\x00\x00\x00\x03\x00"s},
+      {"dictionary indices, bounds of the values", kinds,
+       {.defined = {1, 0, 1, 1}, .integers = {2, 0, 2}},
+       DataHeader(4, 8, "\x36\x02\x28\x01" "c" "\x18\x01" "b" "\x00"s),
+       "\x02\x00\x00\x00\x03\x0D" "\x02" "\x03\x22\x00"s},
+      {"byte arrays, bytewise unsigned order", texts,
+       {.defined = {1, 1, 1}, .text = "\xC3\xA9" "az", .text_ends = {2, 3, 4}},
+       DataHeader(3, 0, "\x36\x00\x28\x02\xC3\xA9\x18\x01" "a" "\x00"s),
+       "\x02\x00\x00\x00\x03\x07" "\x02\x00\x00\x00\xC3\xA9" "\x01\x00\x00\x00" "a"
+       "\x01\x00\x00\x00" "z"s},
+  };
+  for (const auto& c : cases) {
+    std::string error;
+    EncodedPage page = EncodeDataPage(c.column, c.page, &error);
+    EXPECT_EQ(error, "") << c.what;
+    EXPECT_EQ(page.rows, c.page.rows()) << c.what;
+    ExpectPage(page, 0, 5, c.data_header, c.body, c.what);
+  }
+}
+
+TEST(ParquetFileTest, DictionaryPageBytes) {
+  std::string error;
+  EncodedPage page = EncodeDictionaryPage(
+      {"k", ParquetType::kString, ParquetLogical::kString, {"b", "", "c"}}, &error);
+  EXPECT_EQ(error, "");
+  ExpectPage(page, 2, 7, "\x15\x06\x15\x00\x00"s,
+             "\x01\x00\x00\x00" "b" "\x00\x00\x00\x00" "\x01\x00\x00\x00" "c"s, "dictionary");
+}
+
+// A file without row groups: its header and footer, byte by byte.
+TEST(ParquetFileTest, FileWithoutRowGroups) {
+  ParquetFileAssembler file({{"ts", ParquetType::kInt64, ParquetLogical::kTimestampNanosUtc},
+                             {"name", ParquetType::kString, ParquetLogical::kString}},
+                            "QorArc test");
+  EXPECT_EQ(file.Header(), "PAR1");
+  const std::string meta =
+      "\x15\x02"                                // version 1
+      "\x19\x3C"                                // schema: 3 elements
+      "\x48\x06" "schema" "\x15\x04\x00"        // root, 2 children
+      "\x15\x04\x25\x02\x18\x02" "ts"           // INT64, OPTIONAL
+      "\x6C\x8C\x11\x1C\x3C\x00\x00\x00\x00"    // TIMESTAMP(UTC, NANOS)
+      "\x00"
+      "\x15\x0C\x25\x02\x18\x04" "name"         // BYTE_ARRAY, OPTIONAL
+      "\x25\x00\x4C\x1C\x00\x00"                // UTF8, STRING
+      "\x00"
+      "\x16\x00"                                // num_rows 0
+      "\x19\x0C"                                // no row groups
+      "\x28\x0B" "QorArc test"                  // created_by
+      "\x19\x2C\x1C\x00\x00\x1C\x00\x00"        // TYPE_ORDER twice
+      "\x00"s;
+  std::string length;
+  parquet::PutFixed32(meta.size(), &length);
+  EXPECT_EQ(file.Footer(), meta + length + "PAR1");
+}
+
+TEST(ParquetFileTest, BadPages) {
+  const ParquetColumnInfo int32 = {"v", ParquetType::kInt32};
+  const ParquetColumnInfo int64 = {"v", ParquetType::kInt64};
+  const ParquetColumnInfo kinds = {"k", ParquetType::kString, ParquetLogical::kString, {"a"}};
+  const ParquetColumnInfo texts = {"s", ParquetType::kString};
+  const struct {
+    const char* what;
+    const ParquetColumnInfo& column;
+    ParquetColumnPage page;
+    const char* error;
+  } cases[] = {
+      {"too few values", int64, {.defined = {1, 1}, .integers = {5}},
+       "Parquet column \"v\": 1 values for 2 present rows"},
+      {"too many values", int64, {.defined = {0}, .integers = {5}},
+       "Parquet column \"v\": 1 values for 0 present rows"},
+      {"a flag of 2", int64, {.defined = {2}, .integers = {5}},
+       "Parquet column \"v\": a definition flag of 2, not 0 or 1"},
+      {"above INT32", int32, {.defined = {1}, .integers = {2147483648}},
+       "Parquet column \"v\": 2147483648 does not fit INT32"},
+      {"below INT32", int32, {.defined = {1}, .integers = {-2147483649}},
+       "Parquet column \"v\": -2147483649 does not fit INT32"},
+      {"index past the dictionary", kinds, {.defined = {1}, .integers = {1}},
+       "Parquet column \"k\": dictionary index 1 outside 0..0"},
+      {"negative index", kinds, {.defined = {1}, .integers = {-1}},
+       "Parquet column \"k\": dictionary index -1 outside 0..0"},
+      {"text end past the text", texts, {.defined = {1}, .text = "ab", .text_ends = {3}},
+       "Parquet column \"s\": text end 3 outside 0..2"},
+      {"text ends going back", texts, {.defined = {1, 1}, .text = "ab", .text_ends = {2, 1}},
+       "Parquet column \"s\": text end 1 outside 2..2"},
+  };
+  for (const auto& c : cases) {
+    std::string error;
+    EncodedPage page = EncodeDataPage(c.column, c.page, &error);
+    EXPECT_EQ(error, c.error) << c.what;
+    EXPECT_EQ(page.bytes, "") << c.what;
+  }
+}
+
+TEST(ParquetFileTest, BadColumns) {
+  using T = ParquetType;
+  using L = ParquetLogical;
+  const struct {
+    const char* what;
+    std::vector<ParquetColumnInfo> columns;
+    const char* error;
+  } cases[] = {
+      {"fine", {{"a", T::kInt64, L::kTimestampNanosUtc}, {"b", T::kString, L::kString, {"x"}}}, ""},
+      {"no columns", {}, "a Parquet file needs at least one column"},
+      {"no name", {{"", T::kInt64}}, "a Parquet column without a name"},
+      {"timestamp of INT32", {{"t", T::kInt32, L::kTimestampNanosUtc}},
+       "a Parquet timestamp column must be of type INT64 (column \"t\")"},
+      {"STRING of INT64", {{"s", T::kInt64, L::kString}},
+       "a Parquet STRING column must hold byte arrays (column \"s\")"},
+      {"dictionary of DOUBLE", {{"d", T::kDouble, L::kNone, {"1"}}},
+       "only a Parquet byte array column can have a dictionary (column \"d\")"},
+      {"same name twice", {{"a", T::kInt64}, {"a", T::kDouble}}, "two Parquet columns named \"a\""},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(CheckParquetColumns(c.columns), c.error) << c.what;
+    // The assembler refuses every row group of such columns.
+    ParquetFileAssembler file(c.columns, "");
+    file.Header();
+    std::string error;
+    if (*c.error != '\0') {
+      EXPECT_EQ(file.RowGroup({}, &error), "") << c.what;
+      EXPECT_EQ(error, c.error) << c.what;
+    }
+  }
+}
+
+TEST(ParquetFileTest, BadRowGroups) {
+  const std::vector<ParquetColumnInfo> columns = {{"a", ParquetType::kInt64},
+                                                  {"b", ParquetType::kInt64}};
+  std::string error;
+  EncodedPage one = EncodeDataPage(columns[0], {.defined = {1}, .integers = {1}}, &error);
+  EncodedPage two = EncodeDataPage(columns[0], {.defined = {1, 0}, .integers = {1}}, &error);
+  ASSERT_EQ(error, "");
+  const struct {
+    const char* what;
+    bool header;
+    std::vector<std::vector<EncodedPage>> pages;
+    const char* error;
+  } cases[] = {
+      {"before the header", false, {{one}, {one}}, "a Parquet row group before the file's header"},
+      {"one column short", true, {{one}}, "a Parquet row group of 1 columns in a file of 2"},
+      {"row counts differ", true, {{one}, {two}},
+       "Parquet column \"b\": 2 rows in a row group of 1"},
+      {"no pages", true, {{}, {}}, "Parquet column \"a\": a row group without rows"},
+      {"a page that failed", true, {{one, EncodedPage()}, {two}},
+       "Parquet column \"a\": a data page without rows"},
+  };
+  for (const auto& c : cases) {
+    ParquetFileAssembler file(columns, "");
+    if (c.header) file.Header();
+    EXPECT_EQ(file.RowGroup(c.pages, &error), "") << c.what;
+    EXPECT_EQ(error, c.error) << c.what;
+  }
+  // The pages of a good row group follow the header, column by column.
+  ParquetFileAssembler file(columns, "");
+  file.Header();
+  EXPECT_EQ(file.RowGroup({{one, one}, {two}}, &error), one.bytes + one.bytes + two.bytes);
+}
+
+}  // namespace
+}  // namespace qorarc
