@@ -1,6 +1,7 @@
 # The folders of the program, lowest first, and what the code of each may
 # include: dependencies run one way only. Each folder is the static library
-# qorarc_<folder>, linked with exactly the folders it may include.
+# qorarc_<folder>, linked with exactly the folders it may include. The
+# build checks every include against this table (check_includes.cmake).
 set(QORARC_LAYERS base runtime parquet output archive export app)
 
 set(QORARC_MAY_INCLUDE_base)
