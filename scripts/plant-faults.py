@@ -187,6 +187,19 @@ FAULTS = [
      "start.hold_tail = !status.present ||", "start.hold_tail = false &&"),
     ("-o fallback writes the target directly", "output/output_file.cc",
      "    if (exists && S_ISREG(st.st_mode) && OpenCopy(resolved)) return true;\n", ""),
+    ("-o: a read-only file of the user's own replaced", "output/output_file.cc",
+     "    if (exists && S_ISREG(st.st_mode) && faccessat(AT_FDCWD, resolved.c_str(), W_OK, AT_EACCESS) != 0)\n"
+     "      return false;\n", ""),
+    ("-o fallback: the copy keeps a longer file's tail", "output/output_file.cc",
+     "  if (ftruncate(to, 0) != 0) return false;\n", ""),
+    ("until-time: an item past it ends the export", "archive/read_state.cc",
+     "if (!sink->Item(item_)) return FileEnd::kNext;", "if (!sink->Item(item_)) return FileEnd::kStopAll;"),
+    ("--state: a first run that consumed nothing forgets its -ft1", "app/state_cursor.cc",
+     "if (next_ == saved_ && on_disk_) return true;", "if (next_ == saved_) return true;"),
+    ("--state: nothing found saves the cursor", "app/run.cc",
+     "      code = options.output_path.empty() ? (write_empty(&std::cout), FinishStandardOutput()) : 0;\n",
+     "      code = options.output_path.empty() ? (write_empty(&std::cout), FinishStandardOutput()) : 0;\n"
+     "      if (code == 0) code = SaveCursor(cursor.get());\n"),
 ]
 
 

@@ -161,7 +161,8 @@ TEST(DataSafetyTest, OutputFileThatCannotBeReplacedIsCopiedOver) {
   const std::string tmp = dir.path() + "/tmp";
   ASSERT_TRUE(fs::create_directory(tmp));
   ASSERT_EQ(chmod(tmp.c_str(), 0777), 0);
-  const std::string previous = "previous";
+  // Longer than the export: the copy must not keep its tail.
+  const std::string previous = csv + "previous tail";
   const bool root = geteuid() == 0;
 
   struct Directory {

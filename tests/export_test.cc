@@ -142,7 +142,10 @@ TEST_F(ExportTest, TimeBoundsAreInclusiveAndEndOnlyTheFile) {
       .Long(TimeOfDay(1, 0, 0, 1), 1, 6);
   Write(kMay3, "a", day3.bytes());
   Write(kMay4, "a", day4.bytes());
-  Write(kMay3 - 1, "a", ArchiveBuilder().Day(kMay3 - 1).Long(TimeOfDay(23, 0, 0), 1, 0).bytes());
+  // May 2's file moves on to May 5, past every -ft2 below: it ends there,
+  // and May 3 is still read.
+  Write(kMay3 - 1, "a", ArchiveBuilder().Day(kMay3 - 1).Long(TimeOfDay(23, 0, 0), 1, 0)
+      .Day(kMay4 + 1).Long(TimeOfDay(0, 0, 0), 1, 98).bytes());
   ProgramResult r = Run({"--csv", "-ccf", "6", "-ft1", "2019-05-03 12:00:00", "-ft2",
                          "2019-05-04 01:00:00,000", "a"});
   // Both bounds are inclusive; 13:00 and the later-stored 12:30 lie inside

@@ -3,6 +3,7 @@
 // against the read buffer, and damage after valid records. Each case checks
 // the exact messages and the exit status.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -141,6 +142,20 @@ TEST(FaultTest, OutputFileThatIsAnArchiveFileIsRefused) {
     EXPECT_EQ(result.status, 255);
     EXPECT_EQ(ReadFile(file), TwoItems());
   }
+  // A read-only file of the user's own, in a directory the user may write,
+  // is refused as well, not replaced (as root: as user 65534).
+  const bool root = geteuid() == 0;
+  const std::string own = dir.path() + "/own.json";
+  WriteArchiveFile(own, "previous");
+  ASSERT_EQ(chmod(own.c_str(), 0444), 0);
+  ASSERT_EQ(chmod(dir.path().c_str(), 0777), 0);
+  if (root) ASSERT_EQ(chown(own.c_str(), 65534, 65534), 0);
+  const Outcome outcome = RunLaunch({{"-i", file, "-o", own}, "/dev/null", "", root});
+  chmod(dir.path().c_str(), 0700);
+  EXPECT_EQ(outcome.err, "Failed to open file '" + own + "' for writing.\n");
+  EXPECT_EQ(outcome.status, 255);
+  EXPECT_EQ(ReadFile(own), "previous");
+  EXPECT_EQ(Names(dir.path()), (std::set<std::string>{"arc", "link", "own.json"}));
 }
 
 // Entries of a month directory that are not regular files are reported in

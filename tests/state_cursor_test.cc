@@ -124,8 +124,9 @@ TEST(StateCursorTest, RunsExportWhatCameSinceTheLastOne) {
     bool rewrite = false;  // replace the day's file by `append`
   };
   const Step steps[] = {
-      {"the first run, -ft1 applies", Longs(0, 4), {"-ft1", "2019-05-03 01:00:01"},
-       "8,1\n9,2\n7,3\n", "", 0},
+      {"a first run that writes nothing", Longs(0, 4), {"-ft1", "2019-05-03 01:00:01", "-ic", "0"},
+       "", "", 0},
+      {"its -ft1 holds", "", {}, "8,1\n9,2\n7,3\n", "", 0},
       {"nothing new", "", {}, "", "", 0},
       {"-ft1 no longer applies", Longs(4, 2, kDay, false), {"-ft1", "2019-05-03 02:00"},
        "8,4\n9,5\n", "", 0},
@@ -318,6 +319,7 @@ TEST(StateCursorTest, UnusableStateFileAndFailedRuns) {
     int status;
   };
   const std::string invalid = "State file '@state' is not valid: ";
+  const std::string absent = "(none)";
   const Case cases[] = {
       {"a directory", "/", {}, "Failed to read state file '@state': Is a directory.\n", 1},
       {"another format", "qorarc-state 3\n", {},
@@ -342,7 +344,7 @@ TEST(StateCursorTest, UnusableStateFileAndFailedRuns) {
        "State file '@state' belongs to archive 'other', not 'plant'.\n", 1},
       {"an output that cannot be opened", head, {"-o", f.dir.path() + "/missing/out.csv"},
        "Failed to open file '@missing/out.csv' for writing.\n", 255},
-      {"nothing found with --strict", head, {"--strict", "-ft2", "2019-01-01"},
+      {"nothing found with --strict, no state file", absent, {"--strict", "-ft2", "2019-01-01"},
        "Archive 'plant' not found in '@arc' for the timespan specified. Try parameter '--scan' "
        "to find available archives and their timespans.\n", 3},
   };
@@ -351,15 +353,16 @@ TEST(StateCursorTest, UnusableStateFileAndFailedRuns) {
     std::filesystem::remove_all(f.state);
     if (c.state == "/")
       std::filesystem::create_directory(f.state);
-    else
+    else if (c.state != absent)
       WriteArchiveFile(f.state, c.state);
     const ProgramResult r = f.Run(c.args);
     EXPECT_EQ(r.err, c.err);
     EXPECT_EQ(r.status, c.status);
     EXPECT_EQ(r.out, "");
-    if (c.state != "/") {
+    if (c.state == absent)
+      EXPECT_FALSE(std::filesystem::exists(f.state));
+    else if (c.state != "/")
       EXPECT_EQ(ReadFile(f.state), c.state);
-    }
   }
 }
 
