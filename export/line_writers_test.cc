@@ -1,6 +1,7 @@
 // The JSON Lines and long CSV writers on single items, past what the exports
 // of tests/line_formats_test.cc pin: escapes, UTF-8 repair, the longest texts.
 #include <gtest/gtest.h>
+#include <zstd.h>
 
 #include <chrono>
 #include <cstdint>
@@ -14,6 +15,7 @@
 #include "export/csv_writer.h"
 #include "export/json_lines_writer.h"
 #include "export/long_csv_writer.h"
+#include "export/parquet_writer.h"
 #include "support/export_items.h"
 
 namespace qorarc {
@@ -94,6 +96,40 @@ TEST(LineWritersTest, Items) {
   // Quoted for the delimiter in force only.
   EXPECT_EQ(LongCsv(Logged("a,b;c"), kSemicolon),
             "2021-03-04T05:06:07.123456789Z;12;AlString;Lo  ;Core Warning;0;;\"a,b;c\"\n");
+}
+
+// Parquet: an item without a time stamp has a null ts, one with a time
+// stamp its time since 1970; a text ends at its first NUL. The pages' bodies
+// (zstd frames) hold the definition levels and the PLAIN values.
+TEST(LineWritersTest, ParquetTimeStampsAndTextCutAtNul) {
+  using namespace std::string_literals;
+  const std::string cut = "ab\0cd"s;
+  ExportItem untimed = Logged(cut);
+  untimed.timestamp = 0;
+  std::ostringstream out;
+  ParquetWriter writer(&out, 1);
+  writer.beginDocument();
+  writer.writeItem(untimed);
+  writer.writeItem(Logged("x"));
+  writer.endDocument(2);
+  std::string bodies;  // every frame's text, back to back
+  const std::string file = out.str();
+  for (size_t at = 0; (at = file.find("\x28\xB5\x2F\xFD", at)) != std::string::npos;) {
+    const size_t size = ZSTD_findFrameCompressedSize(file.data() + at, file.size() - at);
+    ASSERT_FALSE(ZSTD_isError(size));
+    std::string body(1 << 16, '\0');
+    body.resize(ZSTD_decompress(body.data(), body.size(), file.data() + at, size));
+    bodies += body;
+    at += size;
+  }
+  int64_t unix_time = std::chrono::nanoseconds(std::chrono::sys_days(
+      std::chrono::year{2021} / std::chrono::March / 4).time_since_epoch()).count() +
+      18'367'123'456'789;
+  std::string ts = "\x02\x00\x00\x00\x03\x02"s;  // levels: null, defined
+  for (int i = 0; i < 8; ++i, unix_time >>= 8) ts += static_cast<char>(unix_time & 0xFF);
+  EXPECT_NE(bodies.find(ts), std::string::npos);
+  EXPECT_NE(bodies.find("\x02\x00\x00\x00\x03\x03" "\x02\x00\x00\x00" "ab" "\x01\x00\x00\x00" "x"s),
+            std::string::npos);
 }
 
 // The longest text, every byte escaped to six in JSON Lines and every byte

@@ -149,7 +149,9 @@ TEST(FaultTest, OutputFileThatIsAnArchiveFileIsRefused) {
   WriteArchiveFile(own, "previous");
   ASSERT_EQ(chmod(own.c_str(), 0444), 0);
   ASSERT_EQ(chmod(dir.path().c_str(), 0777), 0);
-  if (root) ASSERT_EQ(chown(own.c_str(), 65534, 65534), 0);
+  if (root) {
+    ASSERT_EQ(chown(own.c_str(), 65534, 65534), 0);
+  }
   const Outcome outcome = RunLaunch({{"-i", file, "-o", own}, "/dev/null", "", root});
   chmod(dir.path().c_str(), 0700);
   EXPECT_EQ(outcome.err, "Failed to open file '" + own + "' for writing.\n");

@@ -359,10 +359,11 @@ TEST(StateCursorTest, UnusableStateFileAndFailedRuns) {
     EXPECT_EQ(r.err, c.err);
     EXPECT_EQ(r.status, c.status);
     EXPECT_EQ(r.out, "");
-    if (c.state == absent)
+    if (c.state == absent) {
       EXPECT_FALSE(std::filesystem::exists(f.state));
-    else if (c.state != "/")
+    } else if (c.state != "/") {
       EXPECT_EQ(ReadFile(f.state), c.state);
+    }
   }
 }
 
