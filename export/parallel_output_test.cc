@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <memory>
 #include <sstream>
+#include <string>
 
 #include "export/json_lines_writer.h"
 #include "export/writer.h"
@@ -48,6 +50,59 @@ TEST(ParallelOutputTest, BatchEndsAtItsItemOrByteBound) {
     for (size_t i = 0; i <= c.batch_items; ++i) lines += line;
     EXPECT_GT(line.size(), 1u);
     EXPECT_EQ(out.str(), lines);
+  }
+}
+
+// Writes each item's time stamp on a line of its own, padded to a whole
+// piece, so that every item goes out to the stream as it is appended.
+class PieceWriter : public Writer {
+ public:
+  using Writer::Writer;
+  void beginDocument() override {}
+  void writeItem(const ExportItem& item) override {
+    const std::string line =
+        std::to_string(item.timestamp) + std::string(PendingText::kPieceSize, '.') + "\n";
+    pending_.SetEnd(CopyText(pending_.Reserve(line.size()), line));
+    pending_.ItemDone();
+  }
+  void endDocument(int32_t) override { flush(); }
+  void writeEmptyResult() override {}
+};
+
+// The loop's messages come out between the items they were read between,
+// also from batches in flight and in the middle of a batch: the document
+// and the messages both go to standard error, in the order they are shown.
+TEST(ParallelOutputTest, MessagesComeOutAtTheirItemsPlace) {
+  struct ToStderr : std::streambuf {
+    int overflow(int c) override { return c == EOF ? 0 : std::fputc(c, stderr); }
+    std::streamsize xsputn(const char* s, std::streamsize n) override {
+      return static_cast<std::streamsize>(std::fwrite(s, 1, static_cast<size_t>(n), stderr));
+    }
+  } to_stderr;
+  std::ostream out(&to_stderr);
+  for (const bool threads : {false, true}) {
+    SCOPED_TRACE(threads ? "threads" : "direct");
+    PendingText text(&out);
+    PieceWriter document(&text);
+    std::unique_ptr<ItemOutput> output = std::make_unique<DirectOutput>(&document);
+    if (threads)
+      output = std::make_unique<ParallelOutput>(
+          &document, &text, [](PendingText* t) { return std::make_unique<PieceWriter>(t); },
+          ParallelOutput::Settings{.threads = 2, .batch_items = 2, .batch_bytes = 1 << 30});
+    ::testing::internal::CaptureStderr();
+    ArchiveItem item;
+    item.type = 4;
+    for (uint32_t time = 1; time <= 9; ++time) {
+      if (time == 5 || time == 6) output->Report({"before " + std::to_string(time)});
+      item.time_low = time;
+      output->Write(item);
+    }
+    output->Report({"after the last"});
+    output->Finish();
+    document.endDocument(0);
+    std::string shown = ::testing::internal::GetCapturedStderr();
+    std::erase(shown, '.');  // the padding
+    EXPECT_EQ(shown, "1\n2\n3\n4\nbefore 5\n5\nbefore 6\n6\n7\n8\n9\nafter the last\n");
   }
 }
 
