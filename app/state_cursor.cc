@@ -110,9 +110,7 @@ bool StateCursor::Load(const std::string& path, ItemFilter* filter, std::string*
     saved_.archive = filter->archive_name;
     saved_.from_time = filter->from_time > 0 ? filter->from_time : -1;
     next_ = saved_;
-    // Nothing to settle. The first Save() writes FILE, also after a run
-    // that consumed nothing, so that its -ft1 holds for the next runs.
-    on_disk_ = false;
+    // Nothing to settle, and FILE is written only once there is a cursor.
     filter->from_time = saved_.from_time;
     return true;
   }
@@ -279,12 +277,11 @@ void StateCursor::Advance(const std::vector<ArchiveFileEntry>& files,
 bool StateCursor::Write(const ExportState& state, std::string* err) {
   if (!SaveState(path_, state, err)) return false;
   saved_ = state;
-  on_disk_ = true;
   return true;
 }
 
 bool StateCursor::Save(std::string* err) {
-  if (next_ == saved_ && on_disk_) return true;
+  if (next_ == saved_) return true;
   return Write(next_, err);
 }
 

@@ -78,7 +78,6 @@ class StateCursor : public CommitObserver {
 
   std::string path_;
   ExportState saved_;  // as FILE holds it
-  bool on_disk_ = true;  // FILE exists (false until a first run saves it)
   ExportState next_;   // the cursor after this run
   // Per file given to Plan(): its progress before the export, and whether
   // there is any to keep (a file that could not even be examined has none).
