@@ -198,12 +198,11 @@ FAULTS = [
      "  if (ftruncate(to, 0) != 0) return false;\n", ""),
     ("until-time: an item past it ends the export", "archive/read_state.cc",
      "if (!sink->Item(item_)) return FileEnd::kNext;", "if (!sink->Item(item_)) return FileEnd::kStopAll;"),
-    ("--state: a first run that consumed nothing forgets its -ft1", "app/state_cursor.cc",
-     "if (next_ == saved_ && on_disk_) return true;", "if (next_ == saved_) return true;"),
-    ("--state: nothing found saves the cursor", "app/run.cc",
-     "      code = options.output_path.empty() ? (write_empty(&std::cout), FinishStandardOutput()) : 0;\n",
-     "      code = options.output_path.empty() ? (write_empty(&std::cout), FinishStandardOutput()) : 0;\n"
-     "      if (code == 0) code = SaveCursor(cursor.get());\n"),
+    ("--state: files not read yet left out of the cursor", "app/state_cursor.cc",
+     "known_[i] = status.present || found != by_path.end();", "known_[i] = found != by_path.end();"),
+    ("--state: a new state file written before anything is found", "app/state_cursor.cc",
+     "    filter->from_time = saved_.from_time;\n    return true;\n",
+     "    filter->from_time = saved_.from_time;\n    return Write(saved_, err);\n"),
 ]
 
 
