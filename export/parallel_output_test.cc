@@ -55,18 +55,17 @@ TEST(ParallelOutputTest, BatchEndsAtItsItemOrByteBound) {
 
 // Writes each item's time stamp on a line of its own, padded to a whole
 // piece, so that every item goes out to the stream as it is appended.
-class PieceWriter : public Writer {
- public:
+struct PieceWriter : Writer {
   using Writer::Writer;
   void beginDocument() override {}
   void writeItem(const ExportItem& item) override {
-    const std::string line =
-        std::to_string(item.timestamp) + std::string(PendingText::kPieceSize, '.') + "\n";
+    const std::string line = std::to_string(item.timestamp) + std::string(kPieceSize, '.') + "\n";
     pending_.SetEnd(CopyText(pending_.Reserve(line.size()), line));
     pending_.ItemDone();
   }
   void endDocument(int32_t) override { flush(); }
   void writeEmptyResult() override {}
+  static constexpr size_t kPieceSize = PendingText::kPieceSize;
 };
 
 // The loop's messages come out between the items they were read between,
@@ -91,10 +90,9 @@ TEST(ParallelOutputTest, MessagesComeOutAtTheirItemsPlace) {
           ParallelOutput::Settings{.threads = 2, .batch_items = 2, .batch_bytes = 1 << 30});
     ::testing::internal::CaptureStderr();
     ArchiveItem item;
-    item.type = 4;
-    for (uint32_t time = 1; time <= 9; ++time) {
-      if (time == 5 || time == 6) output->Report({"before " + std::to_string(time)});
-      item.time_low = time;
+    for (item.time_low = 1; item.time_low <= 9; ++item.time_low) {
+      if (item.time_low == 5 || item.time_low == 6)
+        output->Report({"before " + std::to_string(item.time_low)});
       output->Write(item);
     }
     output->Report({"after the last"});
