@@ -58,6 +58,11 @@ class Writer {
   // no archive files, then flush().
   virtual void writeEmptyResult() = 0;
 
+  // Whether writeItem() reads the item's date and time texts. A writer that
+  // formats the time stamp itself says no, and its items are built without
+  // them (export/item_view.h).
+  virtual bool showsDateTime() const { return true; }
+
   // True once a piece could not be written: the export may stop. Checked
   // when a piece goes out, so asking costs nothing per item.
   bool failed() const { return pending_.failed; }
