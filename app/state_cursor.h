@@ -30,7 +30,7 @@
 #include "app/state_file.h"
 #include "archive/discovery.h"
 #include "archive/item_filter.h"
-#include "archive/read_state.h"
+#include "archive/read_position.h"
 #include "output/output_file.h"
 
 namespace qorarc {
