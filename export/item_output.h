@@ -6,7 +6,7 @@
 #include <string>
 
 #include "archive/archive_format.h"
-#include "export/item_view.h"
+#include "export/view_builder.h"
 
 namespace qorarc {
 

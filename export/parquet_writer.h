@@ -37,7 +37,7 @@
 #include "export/export_item.h"
 #include "export/long_rows.h"
 #include "export/writer.h"
-#include "parquet/parquet_file.h"
+#include "parquet/parquet_file_assembler.h"
 
 namespace qorarc {
 

@@ -1,4 +1,4 @@
-#include "export/item_view.h"
+#include "export/view_builder.h"
 
 #include "export/record_texts.h"
 
