@@ -2,8 +2,9 @@
 // error, rewritten in place at most four times a second once the export has
 // run for a second, and a closing line at the end. Forced onto a standard
 // error that is no terminal, the status lines are plain lines instead. It sits between the
-// export loop and the item processor as an ItemSink of its own and reads
-// the counters there, so that it costs no system call per item.
+// export loop and the item processor as an ItemSink and a LoopReporter of
+// its own and reads the counters there, so that it costs no system call per
+// item.
 #pragma once
 
 #include <chrono>
@@ -12,12 +13,14 @@
 #include <vector>
 
 #include "archive/discovery.h"
+#include "archive/item_sink.h"
+#include "archive/loop_reporter.h"
 #include "archive/read_state.h"
 #include "export/item_processor.h"
 
 namespace qorarc {
 
-class ProgressMeter : public ItemSink {
+class ProgressMeter : public ItemSink, public LoopReporter {
  public:
   // Whether to show progress: never with QORARC_PROGRESS=0; always with
   // QORARC_PROGRESS=1, from the start (for tests and logs); otherwise when
@@ -30,14 +33,17 @@ class ProgressMeter : public ItemSink {
   ProgressMeter(Mode mode, ItemProcessor* processor, const AReadState* reader,
                 const std::vector<ArchiveFileEntry>& files, int32_t item_limit);
 
+  // ItemSink.
   bool Done() const override { return processor_->Done(); }
-  void FileStarted(const std::string& path) override;
   bool Item(const ArchiveItem& item) override;
+  void Consumed(const ReadPosition& position) override { processor_->Consumed(position); }
+
+  // LoopReporter.
+  void FileStarted(const std::string& path) override;
   void Corruption(const std::string& path) override { processor_->Corruption(path); }
   void ReadFailed(const std::string& path, int error_number) override {
     processor_->ReadFailed(path, error_number);
   }
-  void Consumed(const ReadPosition& position) override { processor_->Consumed(position); }
 
   // Replaces the status line, if one was shown, by the closing line.
   void Finish();

@@ -152,10 +152,9 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   const ProgressMeter::Mode progress = ProgressMeter::Wanted(!options.output_path.empty());
   ProgressMeter meter(progress, &processor, &state, entries, filter.item_count_limit);
   writer->beginDocument();
-  state.Export(entries, progress == ProgressMeter::Mode::kOff
-                            ? static_cast<ItemSink*>(&processor)
-                            : &meter,
-               starts);
+  const bool metered = progress != ProgressMeter::Mode::kOff;
+  state.Export(entries, metered ? static_cast<ItemSink*>(&meter) : &processor,
+               metered ? static_cast<LoopReporter*>(&meter) : &processor, starts);
   output->Finish();
   writer->endDocument(processor.count());
   meter.Finish();

@@ -1,5 +1,5 @@
 // The cursor of "--state FILE" runs: how much of each archive file earlier
-// runs exported (app/state_file.h), so that each run exports every record
+// runs exported (app/export_state.h), so that each run exports every record
 // no earlier run exported, in whatever file, day or folder it is (a late
 // file, an append to an earlier day, a clock that jumped), and none twice.
 //
@@ -27,10 +27,10 @@
 #include <string>
 #include <vector>
 
-#include "app/state_file.h"
+#include "app/export_state.h"
 #include "archive/discovery.h"
 #include "archive/item_filter.h"
-#include "archive/read_state.h"
+#include "archive/read_position.h"
 #include "output/output_file.h"
 
 namespace qorarc {

@@ -12,8 +12,6 @@
 
 namespace qorarc {
 
-ItemSink::~ItemSink() = default;
-
 AReadState::AReadState(size_t capacity)
     : capacity_(std::max(capacity, 2 * kMaxRecordBytes)) {
   buffer_.reset(new uint8_t[capacity_]);
@@ -23,12 +21,12 @@ AReadState::AReadState(size_t capacity)
 AReadState::~AReadState() { Close(); }
 
 void AReadState::Export(const std::vector<ArchiveFileEntry>& files, ItemSink* sink,
-                        const std::vector<FileStart>& starts) {
+                        LoopReporter* reporter, const std::vector<FileStart>& starts) {
   const FileStart whole;
   for (size_t i = 0; i < files.size(); ++i) {
     const FileStart& start = starts.empty() ? whole : starts[i];
     if (start.skip) continue;
-    if (ExportFile(files[i].path, sink, i, start) == FileEnd::kStopAll) break;
+    if (ExportFile(files[i].path, sink, reporter, i, start) == FileEnd::kStopAll) break;
   }
   Close();
 }
@@ -38,7 +36,8 @@ ReadPosition AReadState::Position(size_t file, bool rest_skipped) const {
 }
 
 AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* sink,
-                                           size_t index, const FileStart& start) {
+                                           LoopReporter* reporter, size_t index,
+                                           const FileStart& start) {
   valid_ = 0;
   position_ = 0;
   file_offset_ = start.offset;
@@ -46,7 +45,7 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
   read_error_ = 0;
   Close();
   int error = Open(path);
-  sink->FileStarted(path);
+  reporter->FileStarted(path);
   if (error == kNotRegular) return FileEnd::kNext;  // no longer a file: nothing to read
   if (error == 0 && start.offset != 0 &&
       lseek(fd_, static_cast<off_t>(start.offset), SEEK_SET) < 0) {
@@ -54,7 +53,7 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
     Close();
   }
   if (error != 0) {
-    sink->ReadFailed(path, error);
+    reporter->ReadFailed(path, error);
     return FileEnd::kNext;
   }
   Refill();
@@ -77,7 +76,7 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
         break;
       case RecordStatus::kEnd:
         // The data ran out because a read failed, not at an end mark.
-        if (size == 0 && read_error_ != 0) sink->ReadFailed(path, read_error_);
+        if (size == 0 && read_error_ != 0) reporter->ReadFailed(path, read_error_);
         return FileEnd::kNext;
       case RecordStatus::kQuietEnd:
         return FileEnd::kNext;
@@ -87,7 +86,7 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
           break;
         }
         if (read_error_ != 0) {
-          sink->ReadFailed(path, read_error_);
+          reporter->ReadFailed(path, read_error_);
           return FileEnd::kNext;
         }
         // A growing file's last record may be one the runtime is writing.
@@ -100,11 +99,11 @@ AReadState::FileEnd AReadState::ExportFile(const std::string& path, ItemSink* si
         // until-time ends the file like any other item.
         if (sink->Item(item_)) {
           sink->Consumed(Position(index, true));
-          sink->Corruption(path);
+          reporter->Corruption(path);
         }
         return FileEnd::kNext;
       case RecordStatus::kReadError:
-        sink->Corruption(path);
+        reporter->Corruption(path);
         return FileEnd::kNext;
     }
   }

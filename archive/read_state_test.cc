@@ -21,7 +21,7 @@ namespace {
 
 // Keeps what the loop hands over: of an item its ID and its text (code 12)
 // or Long value (code 4); of a failure the path and the errno.
-class RecordingSink : public ItemSink {
+class RecordingSink : public ItemSink, public LoopReporter {
  public:
   bool Done() const override { return false; }
   void FileStarted(const std::string&) override {}
@@ -81,7 +81,7 @@ TEST(ReadStateTest, RandomRecordLengthsThroughManyRefills) {
       AReadState state(capacity);
       RecordingSink sink;
       state.Export({{missing, "", "", 0}, {dir.path(), "", "", 0}, {fifo, "", "", 0}, {path, "", "", 0}},
-                   &sink);
+                   &sink, &sink);
       EXPECT_EQ(sink.failures, (std::vector<std::pair<std::string, int>>{{missing, ENOENT}}));
       EXPECT_EQ(sink.items.size(), 300u);
       EXPECT_TRUE(sink.items == written);  // not printed: the texts are long

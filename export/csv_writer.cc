@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "archive/archive_format.h"
+#include "export/cut_at_nul.h"
 #include "export/real_text.h"
 
 namespace qorarc {

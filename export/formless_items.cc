@@ -1,6 +1,6 @@
 #include "export/formless_items.h"
 
-#include "export/item_view.h"
+#include "export/view_builder.h"
 
 namespace qorarc {
 

@@ -12,6 +12,9 @@ void ItemOutput::Show(const LoopMessage& message) {
   if (message.read_failure) read_failed_ = true;
 }
 
+DirectOutput::DirectOutput(Writer* writer)
+    : writer_(writer), views_(writer->showsDateTime()) {}
+
 void DirectOutput::Write(const ArchiveItem& item) { writer_->writeItem(views_.Build(item)); }
 
 bool DirectOutput::Failed() const { return writer_->failed(); }

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "archive/archive_format.h"
-#include "export/item_view.h"
+#include "export/view_builder.h"
 
 namespace qorarc {
 
@@ -47,7 +47,7 @@ class ItemOutput {
 // Builds each item's view and hands it to the writer at once.
 class DirectOutput : public ItemOutput {
  public:
-  explicit DirectOutput(Writer* writer) : writer_(writer) {}
+  explicit DirectOutput(Writer* writer);
   void Write(const ArchiveItem& item) override;
   void Report(LoopMessage message) override { Show(message); }
   bool Failed() const override;

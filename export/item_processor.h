@@ -1,7 +1,7 @@
-// The item processor: the ItemSink of an export. It applies the filter to
-// each item the export loop reads, counts the items that pass, sends those
-// below the limit to the item output, and turns the loop's messages into
-// verbose lines. All decisions are taken here, on the reading thread.
+// The item processor: the ItemSink of an export, and its LoopReporter. It
+// applies the filter to each item the export loop reads, counts the items
+// that pass, sends those below the limit to the item output, and turns the
+// loop's messages into verbose lines. All decisions are taken here, on the reading thread.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,9 @@
 
 #include "archive/archive_format.h"
 #include "archive/item_filter.h"
-#include "archive/read_state.h"
+#include "archive/item_sink.h"
+#include "archive/loop_reporter.h"
+#include "archive/read_position.h"
 #include "export/formless_items.h"
 #include "export/item_output.h"
 #include "export/range_set.h"
@@ -35,21 +37,24 @@ enum class Verdict {
 Verdict Judge(const ItemFilter& filter, const RangeSet& ids, int64_t timestamp, uint16_t id,
               int32_t kind);
 
-class ItemProcessor : public ItemSink {
+class ItemProcessor : public ItemSink, public LoopReporter {
  public:
   // `count_all`: go on counting items past the filter's limit (up to
   // kMaxTotalCount). Both pointers must outlive the processor.
   ItemProcessor(const ItemFilter* filter, bool count_all, ItemOutput* output);
 
-  // True past the limit (and the count), or once the writer has failed.
+  // ItemSink. True past the limit (and the count), or once the writer has
+  // failed.
   bool Done() const override;
-  void FileStarted(const std::string& path) override;
   bool Item(const ArchiveItem& item) override;
+  void Consumed(const ReadPosition& position) override;
+
+  // LoopReporter. The messages go through the item output, in order with
+  // the items.
+  void FileStarted(const std::string& path) override;
   void Corruption(const std::string& path) override;
   // Reports the file on standard error, always, and remembers the failure.
-  // The messages go through the item output, in order with the items.
   void ReadFailed(const std::string& path, int error_number) override;
-  void Consumed(const ReadPosition& position) override;
 
   // Keeps a cursor (--state): the position after the last record consumed
   // in each file read, held after the record of the limit's last written

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "archive/archive_format.h"
+#include "export/cut_at_nul.h"
 #include "export/real_text.h"
 #include "export/utf8_text.h"
 

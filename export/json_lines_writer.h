@@ -26,6 +26,8 @@ class JsonLinesWriter final : public Writer {
   void endDocument(int32_t total) override;
   // Writes nothing: no items, no lines.
   void writeEmptyResult() override;
+  // The time stamp is formatted here, not taken from the date and time texts.
+  bool showsDateTime() const override { return false; }
 
  private:
   // Elements read exactly, as long CSV and Parquet read them: Words and

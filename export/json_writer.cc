@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include "archive/archive_format.h"
+#include "export/cut_at_nul.h"
 #include "export/time_text.h"
 
 namespace qorarc {

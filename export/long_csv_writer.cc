@@ -7,6 +7,7 @@
 
 #include "archive/archive_format.h"
 #include "export/csv_writer.h"
+#include "export/cut_at_nul.h"
 #include "export/long_rows.h"
 #include "export/real_text.h"
 #include "export/utf8_text.h"

@@ -29,6 +29,8 @@ class LongCsvWriter final : public Writer {
   void endDocument(int32_t total) override;
   // The header line alone.
   void writeEmptyResult() override;
+  // The time stamp is formatted here, not taken from the date and time texts.
+  bool showsDateTime() const override { return false; }
 
  private:
   void WriteHeader();

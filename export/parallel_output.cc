@@ -102,6 +102,7 @@ ParallelOutput::ParallelOutput(Writer* document, PendingText* text, WriterFactor
       text_(text),
       make_writer_(std::move(make_writer)),
       settings_(settings),
+      views_(document->showsDateTime()),
       current_(std::make_unique<Batch>()),
       work_([this](WorkJob* job, size_t thread) {
         Format(formatters_[thread].get(), static_cast<Batch*>(job));
@@ -257,6 +258,7 @@ void ParallelOutput::Format(Formatter* formatter, Batch* batch) {
     formatter->item.text.reserve(kMaxRecordBytes);
     formatter->writer = make_writer_(&text);
     writer = formatter->writer.get();
+    formatter->views = ViewBuilder(writer->showsDateTime());
     writer->beginDocument();
     PassOneItem(writer, &text);
   }

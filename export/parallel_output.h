@@ -33,7 +33,7 @@
 #include "archive/archive_format.h"
 #include "base/ordered_work.h"
 #include "export/item_output.h"
-#include "export/item_view.h"
+#include "export/view_builder.h"
 
 namespace qorarc {
 

@@ -6,6 +6,7 @@
 
 #include "archive/archive_format.h"
 #include "base/time_base.h"
+#include "export/cut_at_nul.h"
 #include "export/record_texts.h"
 #include "export/utf8_text.h"
 

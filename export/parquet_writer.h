@@ -37,7 +37,7 @@
 #include "export/export_item.h"
 #include "export/long_rows.h"
 #include "export/writer.h"
-#include "parquet/parquet_file.h"
+#include "parquet/parquet_file_assembler.h"
 
 namespace qorarc {
 
@@ -63,6 +63,8 @@ class ParquetWriter final : public Writer {
   void endDocument(int32_t total) override;
   // A valid file of the schema and no rows.
   void writeEmptyResult() override;
+  // The time stamp is stored as a number: no date and time texts.
+  bool showsDateTime() const override { return false; }
 
   // The columns, in file order.
   static std::vector<ParquetColumnInfo> Columns();

@@ -1,28 +1,15 @@
-// The abstract writer of an export document, and where it writes: a stream
-// or a pending text (output/pending_text.h).
+// The abstract writer of an export document. Where it writes, a stream or a
+// pending text, is its WriterTarget (export/writer_target.h).
 #pragma once
 
 #include <cstdint>
-#include <iosfwd>
 #include <memory>
-#include <string_view>
 
 #include "export/export_item.h"
+#include "export/writer_target.h"
 #include "output/pending_text.h"
 
 namespace qorarc {
-
-// Texts written by the writers end at their first NUL byte, as C strings do.
-inline std::string_view CutAtNul(std::string_view s) { return s.substr(0, s.find('\0')); }
-
-// Where a writer's text goes: a stream, through a pending text of the
-// writer's own, or a pending text the caller owns (and may take text from).
-struct WriterTarget {
-  WriterTarget(std::ostream* out) : stream(out) {}   // NOLINT: implicit by design
-  WriterTarget(PendingText* text) : text(text) {}    // NOLINT
-  std::ostream* stream = nullptr;
-  PendingText* text = nullptr;
-};
 
 // Receives the items of one export and turns them into a whole document on
 // the stream. Stream errors stay in the stream's state bits: no operation
@@ -57,6 +44,11 @@ class Writer {
   // Instead of the four operations: the document of an export that found
   // no archive files, then flush().
   virtual void writeEmptyResult() = 0;
+
+  // Whether writeItem() reads the item's date and time texts. A writer that
+  // formats the time stamp itself says no, and its items are built without
+  // them (export/view_builder.h).
+  virtual bool showsDateTime() const { return true; }
 
   // True once a piece could not be written: the export may stop. Checked
   // when a piece goes out, so asking costs nothing per item.

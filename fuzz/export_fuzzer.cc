@@ -112,7 +112,7 @@ Output Export(const ItemFilter& filter, const std::vector<IdRange>& columns, boo
   }
   ItemProcessor processor(&filter, count_all, items.get());
   writer->beginDocument();
-  state.Export(files, &processor);
+  state.Export(files, &processor, &processor);
   items->Finish();
   writer->endDocument(processor.count());
   output.count = processor.count();

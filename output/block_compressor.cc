@@ -1,11 +1,11 @@
 #include "output/block_compressor.h"
 
 #include <zlib.h>
-#include <zstd.h>
 
 #include <algorithm>
 #include <climits>
-#include <memory>
+
+#include "base/zstd_compress.h"
 
 namespace qorarc {
 namespace {
@@ -45,24 +45,9 @@ bool CompressGzip(std::string_view plain, std::string* out) {
   return result == Z_STREAM_END;
 }
 
-struct ZstdContextFree {
-  void operator()(ZSTD_CCtx* context) const { ZSTD_freeCCtx(context); }
-};
-
 bool CompressZstd(std::string_view plain, std::string* out) {
-  // One context per thread, kept: making one costs more than a small block.
-  thread_local std::unique_ptr<ZSTD_CCtx, ZstdContextFree> context(ZSTD_createCCtx());
-  if (context == nullptr) return false;
-  const size_t start = out->size();
-  out->resize(start + ZSTD_compressBound(plain.size()));
-  const size_t size = ZSTD_compressCCtx(context.get(), out->data() + start, out->size() - start,
-                                        plain.data(), plain.size(), ZSTD_CLEVEL_DEFAULT);
-  if (ZSTD_isError(size)) {
-    out->resize(start);
-    return false;
-  }
-  out->resize(start + size);
-  return true;
+  std::string err;  // a failed block fails the file: the reason is not shown
+  return ZstdCompress(plain, kZstdDefaultLevel, out, &err);
 }
 
 }  // namespace

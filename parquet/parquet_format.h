@@ -1,7 +1,7 @@
 // The facts of the Parquet file format that the encoder writes, defined once
 // and shared by the Thrift writer (parquet/parquet_thrift.h), the value
 // encodings (parquet/parquet_encoding.h) and the file assembler
-// (parquet/parquet_file.h).
+// (parquet/parquet_file_assembler.h).
 //
 // Where they come from: the public definition of the format in the
 // apache/parquet-format repository (src/main/thrift/parquet.thrift for the

@@ -1,13 +1,11 @@
 #include "parquet/parquet_page.h"
 
-#include <zstd.h>
-
 #include <algorithm>
 #include <limits>
-#include <memory>
 #include <span>
 #include <string_view>
 
+#include "base/zstd_compress.h"
 #include "parquet/parquet_encoding.h"
 #include "parquet/parquet_format.h"
 #include "parquet/parquet_thrift.h"
@@ -23,28 +21,6 @@ namespace pq = parquet;
 // formats.
 constexpr int kZstdLevel = 1;
 constexpr uint64_t kMaxI32 = std::numeric_limits<int32_t>::max();
-
-struct ContextFree {
-  void operator()(ZSTD_CCtx* context) const { ZSTD_freeCCtx(context); }
-};
-
-// One compression context per thread, kept between pages.
-bool Compress(std::string_view body, std::string* out, std::string* error) {
-  thread_local std::unique_ptr<ZSTD_CCtx, ContextFree> context(ZSTD_createCCtx());
-  if (!context) {
-    *error = "cannot start ZSTD compression";
-    return false;
-  }
-  out->resize(ZSTD_compressBound(body.size()));
-  size_t size = ZSTD_compressCCtx(context.get(), out->data(), out->size(), body.data(),
-                                  body.size(), kZstdLevel);
-  if (ZSTD_isError(size)) {
-    *error = std::string("ZSTD compression failed: ") + ZSTD_getErrorName(size);
-    return false;
-  }
-  out->resize(size);
-  return true;
-}
 
 std::string Named(const ParquetColumnInfo& column) {
   return "Parquet column \"" + column.name + "\": ";
@@ -143,7 +119,7 @@ template <typename WriteHeader>
 bool FinishPage(std::string_view body, int32_t page_type, int16_t header_field,
                 WriteHeader write_header, EncodedPage* page, std::string* error) {
   std::string compressed;
-  if (!Compress(body, &compressed, error)) return false;
+  if (!ZstdCompress(body, kZstdLevel, &compressed, error)) return false;
   if (body.size() > kMaxI32 || compressed.size() > kMaxI32) {
     *error = "a Parquet page of more than 2^31 - 1 bytes";
     return false;

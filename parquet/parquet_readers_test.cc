@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-#include "parquet/parquet_file.h"
+#include "parquet/parquet_file_assembler.h"
 #include "support/files.h"
 
 namespace qorarc {

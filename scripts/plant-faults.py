@@ -56,7 +56,7 @@ FAULTS = [
      "return unreadable || formless.count() > 0 ? kUnreadableStatus : 0;",
      "return formless.count() > 0 ? kUnreadableStatus : 0;"),
     ("unopenable day file not reported", "archive/read_state.cc",
-     "    sink->ReadFailed(path, error);\n", "    (void)error;\n"),
+     "    reporter->ReadFailed(path, error);\n", "    (void)error;\n"),
     ("UTC time: wrong pair of fraction digits", "export/time_text.cc",
      "p = Put2(p, rest / 10'000 % 100);", "p = Put2(p, rest / 1'000 % 100);"),
     ("JSON Lines: NaN written as a number", "export/json_lines_writer.cc",

@@ -1,4 +1,4 @@
-#include "app/state_file.h"
+#include "app/export_state.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "parquet/parquet_file.h"
+#include "parquet/parquet_file_assembler.h"
 
 #include <gtest/gtest.h>
 #include <zstd.h>

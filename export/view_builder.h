@@ -1,5 +1,6 @@
 // Builds the writers' view of a decoded item: its texts and a view of its
-// value. Every writer thread has its own builder.
+// value. Every writer thread has its own builder, made for what its writer
+// reads (Writer::showsDateTime()).
 #pragma once
 
 #include <array>
@@ -14,7 +15,9 @@ namespace qorarc {
 
 class ViewBuilder {
  public:
-  ViewBuilder();
+  // Without `date_time`, the views' date and time texts are left empty:
+  // formatting them is most of the cost of a view.
+  explicit ViewBuilder(bool date_time = true);
 
   // The view of `item`. Its texts point into the builder and into `item`:
   // they stay valid until the next call or until `item` changes.
@@ -28,6 +31,7 @@ class ViewBuilder {
     std::string_view type_name;
   };
   std::array<RecordTexts, 256> record_texts_;
+  bool date_time_;
   DateTextCache dates_;
   char time_text_[kTimeTextSize];
 };
