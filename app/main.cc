@@ -1,6 +1,7 @@
 // QorArc: exports the disk archives of the control runtime as JSON, CSV, JSON Lines,
 // long CSV or Parquet.
 #include <malloc.h>
+#include <sys/resource.h>
 
 #include <exception>
 #include <new>
@@ -13,9 +14,14 @@
 int main(int argc, char** argv) {
   qorarc::OpenClosedStandardStreams();  // before anything opens a file
   // The export's threads allocate little of their own: more malloc arenas
-  // than two would only reserve address space (64 MiB each), which a memory
-  // limit (ulimit -v) counts.
-  mallopt(M_ARENA_MAX, 2);
+  // than two would only reserve address space (64 MiB each). Under an
+  // address space limit (ulimit -v) even the second arena's reservation can
+  // take what the reading thread needs next, depending on which thread
+  // allocates first: there, every thread shares the one arena.
+  rlimit address_space{};
+  const bool limited = getrlimit(RLIMIT_AS, &address_space) == 0 &&
+                       address_space.rlim_cur != RLIM_INFINITY;
+  mallopt(M_ARENA_MAX, limited ? 1 : 2);
   qorarc::CoreStart();  // the run takes place whether or not the core came up
   int result;
   try {

@@ -5,7 +5,6 @@
 
 #include "app/range_list.h"
 #include "base/messages.h"
-#include "base/result_codes.h"
 #include "base/timestamp_parser.h"
 #include "export/time_text.h"
 
@@ -78,11 +77,10 @@ constexpr std::string_view kTakesList =
 constexpr std::string_view kTakesTime = "a time such as '2019-12-31 23:59:59.5'";
 
 // Parses a time value; the verbose line shows the parsed time, or the text as
-// typed when it is refused. A warning-class result is accepted like success.
+// typed when it is refused.
 bool ParseTimeValue(std::string_view text, std::string_view label, int64_t* target) {
   int64_t timestamp = 0;
-  int code = ParseTimeBound(text, &timestamp);
-  bool accepted = IsAccepted(code);
+  const bool accepted = ParseTimeBound(text, &timestamp);
   if (accepted) *target = timestamp;
   VerboseLine(std::string(label) + (accepted ? TimestampText(timestamp) : std::string(text)));
   return accepted;
@@ -122,14 +120,14 @@ bool ApplyValue(Options* options, Opt opt, std::string_view name, const std::str
       return false;
     }
     case Opt::kFilterId:
-      if (ParseRanges(value, &options->id_ranges, strict) == 0) return true;
+      if (ParseRanges(value, &options->id_ranges, strict)) return true;
       if (strict)
         RefusedValueLine(name, kTakesList, value);
       else
         ErrorLine("Parameter '--filter-id' is not valid.");
       return false;
     case Opt::kColumnFilter:
-      if (ParseRanges(value, &options->csv_column_ranges, strict) == 0) return true;
+      if (ParseRanges(value, &options->csv_column_ranges, strict)) return true;
       if (strict)
         RefusedValueLine(name, kTakesList, value);
       else

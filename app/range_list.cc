@@ -29,29 +29,29 @@ bool ParseWholeInt(std::string_view text, int32_t* value) {
   return ParseLeadingInt(text, value);
 }
 
-int ParseRanges(std::string_view text, std::vector<IdRange>* list, bool whole) {
+bool ParseRanges(std::string_view text, std::vector<IdRange>* list, bool whole) {
   auto parse_int = whole ? ParseWholeInt : ParseLeadingInt;
   size_t start = 0;
   while (start < text.size()) {
     size_t comma = text.find(',', start);
     std::string_view element =
         text.substr(start, comma == std::string_view::npos ? std::string_view::npos : comma - start);
-    if (element.empty()) return -1;
+    if (element.empty()) return false;
     IdRange range;
     size_t dots = element.find("..");
     if (dots == std::string_view::npos) {
-      if (!parse_int(element, &range.first)) return -1;
+      if (!parse_int(element, &range.first)) return false;
       range.last = range.first;
     } else {
       if (!parse_int(element.substr(0, dots), &range.first) ||
           !parse_int(element.substr(dots + 2), &range.last) || range.last < range.first)
-        return -1;
+        return false;
     }
     list->push_back(range);
     if (comma == std::string_view::npos) break;
     start = comma + 1;
   }
-  return 0;
+  return true;
 }
 
 }  // namespace qorarc

@@ -11,11 +11,11 @@
 namespace qorarc {
 
 // Parses a range list and appends its ranges to `*list` in the order given.
-// Returns 0 when the whole text is valid, -1 otherwise (the ranges before
+// Returns true when the whole text is valid, false otherwise (the ranges before
 // the bad element stay appended). An empty text is valid and adds nothing; a
 // trailing "," adds nothing. Each number is read as ParseLeadingInt() reads
 // it, so "119-123" is 119; `whole` reads each as ParseWholeInt() instead.
-int ParseRanges(std::string_view text, std::vector<IdRange>* list, bool whole = false);
+bool ParseRanges(std::string_view text, std::vector<IdRange>* list, bool whole = false);
 
 // Reads a decimal integer from the leading characters of text as strtol does
 // (leading white space and one sign allowed, trailing text ignored). Returns

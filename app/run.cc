@@ -115,6 +115,23 @@ constexpr int kNothingFoundStatus = 3;
 // another run for longer than --state-wait.
 constexpr int kBusyStatus = 4;
 
+// Shows the walk's findings as it makes them; a directory that cannot be
+// listed makes the export's status 2.
+class WalkLines : public DiscoveryReporter {
+ public:
+  explicit WalkLines(bool* unreadable) : unreadable_(unreadable) {}
+  void Unlistable(const std::string& path, int error_number) override {
+    ReadFailedLine(path, error_number);
+    *unreadable_ = true;
+  }
+  void Unexpected(const std::string& path) override {
+    VerboseLine("Unexpected path '" + path + "' ignored");
+  }
+
+ private:
+  bool* unreadable_;
+};
+
 // Runs the writer over the files: the export document, or the scan listing.
 // Sets `*unreadable` when a file could not be read, and `*formless` to the
 // items the JSON document had no form for.
@@ -315,8 +332,11 @@ int Run(int argc, char** argv) {
   std::vector<ArchiveFileEntry> entries;
   bool unreadable = false;
   FormlessItems formless;
-  if (int code = Discover(filter, options.input_path, &entries, &unreadable); code != 0)
-    return code;
+  WalkLines walk_lines(&unreadable);
+  if (std::string err; !Discover(filter, options.input_path, &walk_lines, &entries, &err)) {
+    ErrorLine(err);
+    return -1;
+  }
   // A complete document that lacks what could not be read, or shows null
   // for values it has no form for (after the document, one warning).
   auto status = [&](int code) {

@@ -4,8 +4,6 @@
 #include <chrono>
 #include <system_error>
 
-#include "base/messages.h"
-#include "base/result_codes.h"
 #include "base/time_base.h"
 #include "base/timestamp_parser.h"
 
@@ -14,9 +12,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Parses a time text; a warning-class result counts as success.
 bool Parse(const std::string& text, int64_t* timestamp) {
-  return IsAccepted(ParseTimestamp(text, timestamp));
+  return ParseTimestamp(text, timestamp);
 }
 
 // The name must parse and reach the from-time with its end and the
@@ -51,21 +48,14 @@ bool MonthMeetsSpan(const ItemFilter& filter, const std::string& name) {
   return true;
 }
 
-void ReportUnexpected(const fs::path& path) {
-  VerboseLine("Unexpected path '" + path.string() + "' ignored");
-}
-
 // The entries of one directory in listing order. A listing error ends the
-// walk of that directory: it is reported and sets `*unreadable`.
-std::vector<fs::directory_entry> List(const fs::path& dir, bool* unreadable) {
+// walk of that directory and is reported.
+std::vector<fs::directory_entry> List(const fs::path& dir, DiscoveryReporter* reporter) {
   std::vector<fs::directory_entry> result;
   std::error_code ec;
   fs::directory_iterator it(dir, ec);
   for (; !ec && it != fs::directory_iterator(); it.increment(ec)) result.push_back(*it);
-  if (ec) {
-    ReadFailedLine(dir.string(), ec.value());
-    *unreadable = true;
-  }
+  if (ec) reporter->Unlistable(dir.string(), ec.value());
   return result;
 }
 
@@ -83,13 +73,13 @@ bool IsRegularFile(const fs::directory_entry& entry) {
 // are not directories are reported and skipped.
 template <typename Keep>
 std::vector<fs::path> Subdirectories(const std::vector<fs::path>& parents, Keep keep,
-                                     bool* unreadable) {
+                                     DiscoveryReporter* reporter) {
   std::vector<fs::path> result;
   for (const fs::path& parent : parents) {
-    for (const fs::directory_entry& entry : List(parent, unreadable)) {
+    for (const fs::directory_entry& entry : List(parent, reporter)) {
       fs::path path = parent / entry.path().filename();
       if (!IsDirectory(entry))
-        ReportUnexpected(path);
+        reporter->Unexpected(path.string());
       else if (keep(path.filename().string()))
         result.push_back(std::move(path));
     }
@@ -120,34 +110,35 @@ bool ExamineFile(const ItemFilter& filter, bool single_file, const fs::path& pat
   return true;
 }
 
-int Discover(const ItemFilter& filter, const std::string& input_path,
-             std::vector<ArchiveFileEntry>* entries, bool* unreadable) {
+bool Discover(const ItemFilter& filter, const std::string& input_path,
+              DiscoveryReporter* reporter, std::vector<ArchiveFileEntry>* entries,
+              std::string* err) {
   std::error_code ec;
   fs::file_status status = fs::status(input_path, ec);
   if (!fs::exists(status)) {
-    ErrorLine("Path '" + input_path + "' not found.");
-    return -1;
+    *err = "Path '" + input_path + "' not found.";
+    return false;
   }
   if (fs::is_regular_file(status)) {
     ArchiveFileEntry entry;
     if (ExamineFile(filter, true, input_path, &entry)) entries->push_back(std::move(entry));
-    return 0;
+    return true;
   }
   if (!fs::is_directory(status)) {
-    ErrorLine("Path '" + input_path + "' is not a directory.");
-    return -1;
+    *err = "Path '" + input_path + "' is not a directory.";
+    return false;
   }
   const fs::path root(input_path);
   std::vector<fs::path> years = Subdirectories(
-      {root}, [&](const std::string& name) { return YearMeetsSpan(filter, name); }, unreadable);
+      {root}, [&](const std::string& name) { return YearMeetsSpan(filter, name); }, reporter);
   std::vector<fs::path> months = Subdirectories(
-      years, [&](const std::string& name) { return MonthMeetsSpan(filter, name); }, unreadable);
+      years, [&](const std::string& name) { return MonthMeetsSpan(filter, name); }, reporter);
   for (const fs::path& month : months) {
-    for (const fs::directory_entry& entry : List(month, unreadable)) {
+    for (const fs::directory_entry& entry : List(month, reporter)) {
       fs::path path = month / entry.path().filename();
       ArchiveFileEntry file;
       if (!IsRegularFile(entry))
-        ReportUnexpected(path);
+        reporter->Unexpected(path.string());
       else if (ExamineFile(filter, false, path, &file))
         entries->push_back(std::move(file));
     }
@@ -158,7 +149,7 @@ int Discover(const ItemFilter& filter, const std::string& input_path,
             [](const ArchiveFileEntry& a, const ArchiveFileEntry& b) {
               return a.day_start != b.day_start ? a.day_start < b.day_start : a.path < b.path;
             });
-  return 0;
+  return true;
 }
 
 ArchiveSpans CollectSpans(const std::vector<ArchiveFileEntry>& entries) {

@@ -20,14 +20,26 @@ struct ArchiveFileEntry {
   int64_t day_start = 0;  // the file's day at 00:00:00
 };
 
+// What the walk has to say beside the files it finds, told as it happens so
+// that the lines keep the walk's order.
+class DiscoveryReporter {
+ public:
+  virtual ~DiscoveryReporter() = default;
+  // A directory of the walk (the root, a year or a month) could not be
+  // listed: `error_number` is the errno. The walk goes on with the others.
+  virtual void Unlistable(const std::string& path, int error_number) = 0;
+  // An entry where the layout has no place for it (a file among the years,
+  // a directory among the day files), skipped.
+  virtual void Unexpected(const std::string& path) = 0;
+};
+
 // Fills `*entries` with the files of the filter's archive (any archive when
 // the name is empty) whose day meets the filter's time span, sorted by day.
-// Returns 0, or -1 after an error line when the input path does not exist or
-// is neither a directory nor a regular file. A directory of the walk (the
-// root, a year or a month) that cannot be listed is reported on standard
-// error and sets `*unreadable`; the walk goes on with the others.
-int Discover(const ItemFilter& filter, const std::string& input_path,
-             std::vector<ArchiveFileEntry>* entries, bool* unreadable);
+// Returns false with `*err` set when the input path does not exist or is
+// neither a directory nor a regular file.
+bool Discover(const ItemFilter& filter, const std::string& input_path,
+              DiscoveryReporter* reporter, std::vector<ArchiveFileEntry>* entries,
+              std::string* err);
 
 // Decides whether one file belongs to the export; fills `*entry` when it does.
 // A single file given as the input is accepted by its extension alone.

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "archive/archive_writer.h"
-#include "base/messages.h"
 #include "base/timestamp_parser.h"
 #include "support/files.h"
 
@@ -15,6 +14,15 @@ namespace qorarc {
 namespace {
 
 using Paths = std::vector<std::string>;
+
+// Keeps what the walk reports, one line each, in order.
+struct RecordedWalk : DiscoveryReporter {
+  void Unlistable(const std::string& path, int error_number) override {
+    lines.push_back("unlistable " + path + " " + std::to_string(error_number));
+  }
+  void Unexpected(const std::string& path) override { lines.push_back("unexpected " + path); }
+  Paths lines;
+};
 
 // One archive directory with the (empty) files of several archives, each
 // of which shows one thing.
@@ -48,9 +56,9 @@ class DiscoveryTest : public ::testing::Test {
     for (auto [text, time] : {std::pair{from, &filter.from_time}, {until, &filter.until_time}})
       if (text != nullptr) ParseTimestamp(text, time);
     std::vector<ArchiveFileEntry> entries;
-    bool unreadable = false;
-    EXPECT_EQ(Discover(filter, root(), &entries, &unreadable), 0);
-    EXPECT_FALSE(unreadable);
+    std::string err;
+    walk_ = RecordedWalk();
+    EXPECT_TRUE(Discover(filter, root(), &walk_, &entries, &err)) << err;
     Paths found;
     for (const ArchiveFileEntry& entry : entries)
       found.push_back(std::filesystem::path(entry.path).parent_path().filename().string() + "/" +
@@ -61,6 +69,7 @@ class DiscoveryTest : public ::testing::Test {
   std::string root() const { return dir_.path() + "/arc"; }
 
   testing::TempDir dir_;
+  RecordedWalk walk_;
 };
 
 TEST_F(DiscoveryTest, FilesOfTheArchiveWithinTheTimeSpan) {
@@ -97,15 +106,21 @@ TEST_F(DiscoveryTest, FilesOfTheArchiveWithinTheTimeSpan) {
 
 // One odd entry on each level, so that the walk's order fixes the lines'.
 TEST_F(DiscoveryTest, ReportsWhatIsNeitherDirectoryNorFile) {
-  g_verbose = true;
-  ::testing::internal::CaptureStderr();
-  const Paths found = Found("plan", nullptr, nullptr);
-  const std::string err = ::testing::internal::GetCapturedStderr();
-  g_verbose = false;
-  EXPECT_EQ(found, Paths{"2019-05/2019-05-04_plan"});
-  EXPECT_EQ(err, "Unexpected path '" + root() + "/notes.txt' ignored\nUnexpected path '" + root() +
-                     "/2019/readme' ignored\nUnexpected path '" + root() +
-                     "/2019/2019-05/2019-05-07_plan.rea' ignored\n");
+  EXPECT_EQ(Found("plan", nullptr, nullptr), Paths{"2019-05/2019-05-04_plan"});
+  EXPECT_EQ(walk_.lines, (Paths{"unexpected " + root() + "/notes.txt",
+                                "unexpected " + root() + "/2019/readme",
+                                "unexpected " + root() + "/2019/2019-05/2019-05-07_plan.rea"}));
+}
+
+// A path that is missing or neither file nor directory ends the walk with
+// the line the user sees.
+TEST_F(DiscoveryTest, RefusesWhatIsNoArchive) {
+  std::vector<ArchiveFileEntry> entries;
+  std::string err;
+  EXPECT_FALSE(Discover(ItemFilter(), root() + "/none", &walk_, &entries, &err));
+  EXPECT_EQ(err, "Path '" + root() + "/none' not found.");
+  EXPECT_FALSE(Discover(ItemFilter(), "/dev/null", &walk_, &entries, &err));
+  EXPECT_EQ(err, "Path '/dev/null' is not a directory.");
 }
 
 }  // namespace

@@ -51,24 +51,24 @@ bool ParseTimeOfDay(std::string_view text, bool wide, int64_t* nanos) {
   return true;
 }
 
-int ParseTimestampText(std::string_view text, bool wide, int64_t* timestamp) {
+bool ParseTimestampText(std::string_view text, bool wide, int64_t* timestamp) {
   using namespace std::chrono;
   int64_t y, m, d;
   if (!ReadDigits(text, 0, 4, &y) || !HasChar(text, 4, '-') ||
       !ReadDigits(text, 5, 2, &m) || !HasChar(text, 7, '-') ||
       !ReadDigits(text, 8, 2, &d)) {
-    return kInvalidTimestampFormat;
+    return false;
   }
   const year_month_day date{year{static_cast<int>(y)}, month{static_cast<unsigned>(m)},
                             day{static_cast<unsigned>(d)}};
-  if (!date.ok()) return kInvalidTimestampFormat;
+  if (!date.ok()) return false;
 
   int64_t nanos = 0;
   if (text.size() > 10) {
     const bool separator = text[10] == ' ' || (wide && text[10] == 'T');
     std::string_view time = text.substr(11);
     if (wide && time.ends_with('Z')) time.remove_suffix(1);
-    if (!separator || !ParseTimeOfDay(time, wide, &nanos)) return kInvalidTimestampFormat;
+    if (!separator || !ParseTimeOfDay(time, wide, &nanos)) return false;
   }
 
   const int64_t day_number = DayNumberOf(date);
@@ -79,19 +79,19 @@ int ParseTimestampText(std::string_view text, bool wide, int64_t* timestamp) {
   int64_t result = 0;
   if (__builtin_mul_overflow(whole_days, kNanosPerDay, &result) ||
       __builtin_add_overflow(result, rest, &result)) {
-    return kInvalidTimestampFormat;
+    return false;
   }
   *timestamp = result;
-  return 0;
+  return true;
 }
 
 }  // namespace
 
-int ParseTimestamp(std::string_view text, int64_t* timestamp) {
+bool ParseTimestamp(std::string_view text, int64_t* timestamp) {
   return ParseTimestampText(text, false, timestamp);
 }
 
-int ParseTimeBound(std::string_view text, int64_t* timestamp) {
+bool ParseTimeBound(std::string_view text, int64_t* timestamp) {
   return ParseTimestampText(text, true, timestamp);
 }
 

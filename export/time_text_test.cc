@@ -97,7 +97,7 @@ TEST(TimeTextTest, UtcTimestamps) {
     const std::string ts(text, FormatUtcTimestamp(c.timestamp, &dates, text));
     EXPECT_EQ(ts, c.text);
     int64_t parsed = 0;
-    EXPECT_EQ(ParseTimeBound(ts, &parsed), 0);
+    EXPECT_TRUE(ParseTimeBound(ts, &parsed));
     EXPECT_EQ(parsed, c.timestamp);
   }
 }
