@@ -5,7 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "export/long_rows.h"
 #include "export/writer.h"
 
 namespace qorarc {
@@ -31,14 +30,6 @@ size_t ValueBytesOf(const ArchiveItem& item) {
   if (ShapeOf(code) != ValueShape::kArray) return 8;
   const size_t bytes = ArrayValueBytes(code, item.count);
   return bytes < 8 ? 8 : bytes;
-}
-
-// More than the bytes of an item's text in any format: its fixed cells,
-// its text escaped at six bytes a byte, and for each element (a row of long
-// CSV, an indented real of pretty JSON) the longest one.
-size_t TextBound(const ArchiveItem& item) {
-  return 512 + 6 * item.text.size() +
-         128 * static_cast<size_t>(LongRowCount(item.code(), item.count));
 }
 
 // Unpacks the item at `*offset` of a batch's arena into `*item` and moves
@@ -130,7 +121,7 @@ void ParallelOutput::Write(const ArchiveItem& item) {
                          static_cast<uint32_t>(item.text.size())});
   batch.arena.append(reinterpret_cast<const char*>(item.value), value_size);
   batch.arena.append(item.text);
-  batch.text_bound += TextBound(item);
+  batch.text_bound += document_->textBound(item.code(), item.count, item.text.size());
   if (batch.items.size() >= settings_.batch_items || batch.text_bound >= settings_.batch_bytes)
     Submit();
 }

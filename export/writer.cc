@@ -2,6 +2,8 @@
 
 #include <memory>
 
+#include "archive/archive_format.h"
+
 namespace qorarc {
 
 Writer::Writer(WriterTarget target)
@@ -11,5 +13,11 @@ Writer::Writer(WriterTarget target)
 Writer::~Writer() = default;
 
 void Writer::flush() { pending_.Flush(); }
+
+size_t Writer::textBound(int code, uint8_t count, size_t text_bytes) const {
+  const int32_t elements = ValueCount(code, count);
+  const size_t lines = elements > 0 && ShapeOf(code) == ValueShape::kArray ? elements : 1;
+  return 512 + 6 * text_bytes + 128 * lines;
+}
 
 }  // namespace qorarc

@@ -2,6 +2,7 @@
 // pending text, is its WriterTarget (export/writer_target.h).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -49,6 +50,14 @@ class Writer {
   // formats the time stamp itself says no, and its items are built without
   // them (export/view_builder.h).
   virtual bool showsDateTime() const { return true; }
+
+  // More than the bytes of text writeItem() makes of an item with value
+  // code `code`, count byte `count` and a text of `text_bytes` bytes: what
+  // the threaded export measures a batch by before it is formatted. The
+  // default fits every layout here: the fixed cells, the text escaped at six
+  // bytes a byte, and 128 bytes for each element (a row of long CSV, an
+  // indented real of pretty JSON).
+  virtual size_t textBound(int code, uint8_t count, size_t text_bytes) const;
 
   // True once a piece could not be written: the export may stop. Checked
   // when a piece goes out, so asking costs nothing per item.
