@@ -112,10 +112,13 @@ void PrintHelp(std::ostream* out_stream) {
         {"", "time stamps in full nanoseconds"},
         {"-lc, --long-csv", "exports CSV with a header and one row per value,"},
         {"", "quoted where needed; the delimiter options apply"},
+        {"-lp, --line-protocol", "exports one InfluxDB line protocol point per value,"},
+        {"", "time stamps in nanoseconds since 1970"},
         {"-pq, --parquet", "exports the rows of --long-csv, typed, as a Parquet file"},
         {"", "(to a file with -o, or to standard output that is no terminal)"},
         {"", "--parquet wins over --json-lines, which wins over --long-csv,"},
-        {"", "which wins over --csv"}}},
+        {"", "which wins over --csv"},
+        {"", "--line-protocol wins over all of them but --parquet"}}},
   };
   bool first = true;
   for (const HelpSection& section : sections) {

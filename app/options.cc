@@ -15,7 +15,7 @@ namespace {
 enum class Opt {
   kHelp, kVerbose, kVersion, kScan, kCsv, kPretty, kItemCount, kItemTotalCount,
   kNoData, kNoEvents, kNoLog, kFromTime, kUntilTime, kFilterId, kColumnFilter,
-  kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab, kJsonLines, kLongCsv, kParquet,
+  kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab, kJsonLines, kLongCsv, kLineProtocol, kParquet,
   kStrict, kState, kStateWait,
 };
 
@@ -51,6 +51,7 @@ constexpr OptionSpec kOptionTable[] = {
     {"-dtab", "--delimiter-tab", false, Opt::kTab},
     {"-jl", "--json-lines", false, Opt::kJsonLines},
     {"-lc", "--long-csv", false, Opt::kLongCsv},
+    {"-lp", "--line-protocol", false, Opt::kLineProtocol},
     {"-pq", "--parquet", false, Opt::kParquet},
     {"", "--strict", false, Opt::kStrict},
     {"", "--state", true, Opt::kState},
@@ -177,6 +178,10 @@ void ApplyFlag(Options* options, Opt opt) {
     case Opt::kLongCsv:
       options->long_csv = true;
       VerboseLine("Export to long CSV enabled.");
+      break;
+    case Opt::kLineProtocol:
+      options->line_protocol = true;
+      VerboseLine("Export to InfluxDB line protocol enabled.");
       break;
     case Opt::kParquet:
       options->parquet = true;

@@ -16,6 +16,7 @@ struct Options {
   bool csv = false;
   bool json_lines = false;
   bool long_csv = false;
+  bool line_protocol = false;
   bool parquet = false;
   bool pretty_print = false;
   bool delimiter_semicolon = false;

@@ -24,6 +24,7 @@
 #include "export/formless_items.h"
 #include "export/item_processor.h"
 #include "export/json_lines_writer.h"
+#include "export/line_protocol_writer.h"
 #include "export/json_writer.h"
 #include "export/long_csv_writer.h"
 #include "export/parallel_output.h"
@@ -89,14 +90,17 @@ int32_t DelimiterOf(const Options& options) {
 // True when the export is the JSON document, the format no other switch
 // replaces: the one with no form for time and error arrays.
 bool WritesJsonDocument(const Options& options) {
-  return !options.parquet && !options.json_lines && !options.long_csv && !options.csv;
+  return !options.parquet && !options.line_protocol && !options.json_lines && !options.long_csv &&
+         !options.csv;
 }
 
 // The writer of an export document on `out`. Of several format switches,
-// Parquet wins over JSON Lines, JSON Lines over long CSV, and long CSV over
-// CSV.
+// Parquet wins over the line protocol, the line protocol over JSON Lines,
+// JSON Lines over long CSV, and long CSV over CSV.
 std::unique_ptr<Writer> MakeWriter(const Options& options, WriterTarget out) {
   if (options.parquet) return std::make_unique<ParquetWriter>(out, ExportThreads());
+  if (options.line_protocol)
+    return std::make_unique<LineProtocolWriter>(out, options.archive_name);
   if (options.json_lines) return std::make_unique<JsonLinesWriter>(out);
   if (options.long_csv) return std::make_unique<LongCsvWriter>(out, DelimiterOf(options));
   if (options.csv)
@@ -133,13 +137,15 @@ class WalkLines : public DiscoveryReporter {
 };
 
 // Runs the writer over the files: the export document, or the scan listing.
-// Sets `*unreadable` when a file could not be read, and `*formless` to the
-// items the JSON document had no form for.
+// Sets `*unreadable` when a file could not be read, and `*warning` to the
+// line about the values the format had no form for (the JSON document's
+// time and error arrays, the line protocol's NaN, infinities and items
+// without a time stamp), or empty.
 // With `cursor`, begins each file where `starts` says, hands the cursor
 // what was consumed, and sets `*written` to the number of items written.
 void WriteDocument(const Options& options, const ItemFilter& filter,
                    const std::vector<ArchiveFileEntry>& entries, std::ostream* out,
-                   bool* unreadable, FormlessItems* formless, StateCursor* cursor = nullptr,
+                   bool* unreadable, std::string* warning, StateCursor* cursor = nullptr,
                    const std::vector<FileStart>& starts = {}, int32_t* written = nullptr) {
   if (options.scan) {
     WriteScanList(out, options.pretty_print, CollectSpans(entries));
@@ -165,6 +171,7 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   }
   ItemProcessor processor(&filter, options.item_total_count, output.get());
   if (cursor != nullptr) processor.KeepCursor();
+  if (options.line_protocol && !options.parquet) processor.CountUnwrittenPoints();
   AReadState state;
   const ProgressMeter::Mode progress = ProgressMeter::Wanted(!options.output_path.empty());
   ProgressMeter meter(progress, &processor, &state, entries, filter.item_count_limit);
@@ -176,7 +183,9 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   writer->endDocument(processor.count());
   meter.Finish();
   if (processor.read_failed()) *unreadable = true;
-  if (WritesJsonDocument(options)) *formless = processor.formless();
+  if (WritesJsonDocument(options) && processor.formless().count() > 0)
+    *warning = processor.formless().WarningLine();
+  if (processor.unwritten().count() > 0) *warning = processor.unwritten().WarningLine();
   if (cursor != nullptr) {
     cursor->Advance(entries, processor.consumed());
     *written = processor.written();
@@ -331,18 +340,19 @@ int Run(int argc, char** argv) {
 
   std::vector<ArchiveFileEntry> entries;
   bool unreadable = false;
-  FormlessItems formless;
+  std::string warning;  // about values the format has no form for
   WalkLines walk_lines(&unreadable);
   if (std::string err; !Discover(filter, options.input_path, &walk_lines, &entries, &err)) {
     ErrorLine(err);
     return -1;
   }
   // A complete document that lacks what could not be read, or shows null
-  // for values it has no form for (after the document, one warning).
+  // for values it has no form for, or leaves them out (after the document,
+  // one warning).
   auto status = [&](int code) {
     if (code != 0) return code;
-    if (formless.count() > 0) ErrorLine(formless.WarningLine());
-    return unreadable || formless.count() > 0 ? kUnreadableStatus : 0;
+    if (!warning.empty()) ErrorLine(warning);
+    return unreadable || !warning.empty() ? kUnreadableStatus : 0;
   };
   if (entries.empty()) {
     ErrorLine(NothingFoundMessage(options, filter));
@@ -377,7 +387,7 @@ int Run(int argc, char** argv) {
   if (cursor != nullptr) starts = cursor->Plan(entries, &unreadable);
   int32_t written = 0;
   if (options.output_path.empty()) {
-    WriteDocument(options, filter, entries, &std::cout, &unreadable, &formless, cursor.get(),
+    WriteDocument(options, filter, entries, &std::cout, &unreadable, &warning, cursor.get(),
                   starts, &written);
     int code = FinishStandardOutput();
     // Standard output cannot take back what it wrote: the cursor follows it.
@@ -389,7 +399,7 @@ int Run(int argc, char** argv) {
   int code = WriteOutputFile(
       options.output_path, entries,
       [&](std::ostream* out) {
-        WriteDocument(options, filter, entries, out, &unreadable, &formless, cursor.get(),
+        WriteDocument(options, filter, entries, out, &unreadable, &warning, cursor.get(),
                       starts, &written);
         nothing_new = cursor != nullptr && written == 0;
       },

@@ -66,6 +66,7 @@ bool ItemProcessor::Item(const ArchiveItem& item) {
   if (!write) return true;
   ++written_;
   formless_.Note(item);
+  if (count_unwritten_) unwritten_.Note(item);
   output_->Write(item);
   return true;
 }

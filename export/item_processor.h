@@ -16,6 +16,7 @@
 #include "export/formless_items.h"
 #include "export/item_output.h"
 #include "export/range_set.h"
+#include "export/unwritten_points.h"
 
 namespace qorarc {
 
@@ -62,6 +63,8 @@ class ItemProcessor : public ItemSink, public LoopReporter {
   // keeps the position before what was not taken, so that the next run
   // resumes there.
   void KeepCursor() { keep_cursor_ = true; }
+  // Counts the values the line protocol leaves out (-lp).
+  void CountUnwrittenPoints() { count_unwritten_ = true; }
   // The last position of each file that consumed a record, in file order.
   std::vector<ReadPosition> consumed() const;
 
@@ -71,6 +74,8 @@ class ItemProcessor : public ItemSink, public LoopReporter {
   int32_t written() const { return written_; }
   // The items written that the JSON document has no form for.
   const FormlessItems& formless() const { return formless_; }
+  // The values written that the line protocol has no form for.
+  const UnwrittenPoints& unwritten() const { return unwritten_; }
   // Some file could not be opened or read (and that was shown).
   bool read_failed() const { return output_->read_failed(); }
 
@@ -82,6 +87,8 @@ class ItemProcessor : public ItemSink, public LoopReporter {
   int32_t count_ = 0;
   int32_t written_ = 0;
   FormlessItems formless_;
+  bool count_unwritten_ = false;
+  UnwrittenPoints unwritten_;
   bool keep_cursor_ = false;
   bool cursor_held_ = false;  // the cursor moves no more
   std::vector<ReadPosition> consumed_;  // the last position of each file so far
