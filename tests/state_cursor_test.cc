@@ -40,7 +40,7 @@ TEST(StateCursorTest, RandomAppendsJoinIntoOneExport) {
   const char* rounds_text = std::getenv("QORARC_STATE_ROUNDS");
   const int rounds = rounds_text != nullptr ? std::atoi(rounds_text) : 4;
   int seed = 0;
-  for (const std::string format : {"-jl", "-lc", ""}) {
+  for (const std::string format : {"-jl", "-lc", "-lp", ""}) {
     for (const char* threads : {"QORARC_THREADS=1", "QORARC_THREADS=3"}) {
       for (int round = 0; round < rounds; ++round) {
         SCOPED_TRACE("format '" + format + "', " + threads + ", seed " + std::to_string(seed));

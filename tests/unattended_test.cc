@@ -124,7 +124,7 @@ TEST(UnattendedTest, StrictNothingFoundReplacesTheOutputFile) {
 TEST(UnattendedTest, CompressedOutputIsThePlainExport) {
   TempDir dir;
   const std::string arc = MakeArchive(dir, 60'000);
-  for (const char* format : {"-itc", "-p", "-cf", "-jl", "-lc", "-s"}) {
+  for (const char* format : {"-itc", "-p", "-cf", "-jl", "-lc", "-lp", "-s"}) {
     const ProgramResult plain = RunQorArc({"-i", arc, format, "plant"});
     for (const std::string name : {"out.gz", "out.zst"}) {
       std::string one_thread;
