@@ -14,6 +14,7 @@
 #include "base/time_base.h"
 #include "export/csv_writer.h"
 #include "export/json_lines_writer.h"
+#include "export/line_protocol_writer.h"
 #include "export/long_csv_writer.h"
 #include "export/parquet_writer.h"
 #include "support/export_items.h"
@@ -148,6 +149,43 @@ TEST(LineWritersTest, LongestTexts) {
   writer.endDocument(2);
   std::string expected = kCsvLog + "0,,\"" + std::string(2 * 32767, '"') + "\"\n";
   for (int i = 0; i < 255; ++i) expected.append(kCsvData).append(std::to_string(i)).append(",2.5,\n");
+  EXPECT_EQ(out.str(), expected);
+}
+
+// The line protocol: the longest text, every byte escaped, a long archive
+// name repeated on 255 lines of one item, and an item of NaN alone, which
+// leaves no line and no prefix behind; each item within the writer's bound.
+TEST(LineWritersTest, LineProtocolLongestTextAndTags) {
+  std::ostringstream out;
+  const std::string name(200, ',');
+  LineProtocolWriter writer(&out, name);
+  std::string archive;
+  for (int i = 0; i < 200; ++i) archive += "\\,";
+  const std::string time = " 1614834367123456789\n";
+  const std::string log_tags = "qorarc,archive=" + archive +
+                               ",class=AlString,id=12,index=0,level=Core\\ Warning,type=Lo\\ \\ ";
+  const std::string data_tags = "qorarc,archive=" + archive + ",class=GrDouble,id=12,index=";
+  std::vector<double> reals(255, 2.5);
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const std::string quotes(32767, '"');
+  const ExportItem items[] = {Logged(quotes), Item(255, Value(24, reals.data())),
+                              Item(1, Value(24, &nan)), Logged("a\r\nb\\")};
+  size_t before = 0;
+  for (const ExportItem& item : items) {
+    writer.writeItem(item);
+    writer.flush();
+    EXPECT_LE(out.str().size() - before,
+              writer.textBound(item.value.code, static_cast<uint8_t>(item.value_count),
+                               item.value.text.size()));
+    before = out.str().size();
+  }
+  writer.endDocument(4);
+  std::string escaped;
+  for (int i = 0; i < 32767; ++i) escaped += "\\\"";
+  std::string expected = log_tags + " text=\"" + escaped + "\"" + time;
+  for (int i = 0; i < 255; ++i)
+    expected.append(data_tags).append(std::to_string(i)).append(",type=data real=2.5").append(time);
+  expected += log_tags + " text=\"a  b\\\\\"" + time;
   EXPECT_EQ(out.str(), expected);
 }
 
