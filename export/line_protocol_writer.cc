@@ -23,17 +23,22 @@ constexpr int64_t kUnixOffset =
 // field, time stamp, separators.
 constexpr size_t kLineFrame = 64 + 2 * kIntegerSize + kRealTextSize;
 
-// A tag value (or key), with comma, equals sign and blank escaped by a
-// backslash. Needs 2 * s.size() bytes.
+// A tag value, with comma, equals sign and blank escaped by a backslash,
+// a carriage return or line feed (which would end the line) written as an
+// escaped blank, and a backslash at its end doubled, lest it escape what
+// follows (the server reads it back as two). Needs 2 * s.size() bytes.
 char* PutTagText(char* out, std::string_view s) {
   for (char c : s) {
+    if (c == '\n' || c == '\r') c = ' ';
     if (c == ',' || c == '=' || c == ' ') *out++ = '\\';
     *out++ = c;
   }
+  if (!s.empty() && s.back() == '\\') *out++ = '\\';
   return out;
 }
 
 // ",key=value", or nothing for an empty value. Needs 2 * value.size() + 16.
+// The keys are plain words.
 char* PutTag(char* out, std::string_view key, std::string_view value) {
   if (value.empty()) return out;
   *out++ = ',';

@@ -12,8 +12,14 @@
 // Left out, and counted by UnwrittenPoints (export/unwritten_points.h): the
 // rows of NaN and infinities, which the protocol cannot carry, and every
 // row of an item without a time stamp, which would take the server's time.
+// Tag values: comma, equals sign and blank escaped, a carriage return or
+// line feed written as a blank, a backslash at the end doubled.
 // Items of one ID, class, type and level at the same time stamp make the
-// same series and time: the server keeps the later one.
+// same series and time: the server keeps the later one. No tag tells them
+// apart: a count of such repeats needs the items before, which the writer
+// must not keep (export/writer.h), and counted while reading it would
+// restart with each --state run and shift with the filters, so the points
+// it names would differ between two exports of the same data.
 #pragma once
 
 #include <cstdint>

@@ -189,5 +189,26 @@ TEST(LineWritersTest, LineProtocolLongestTextAndTags) {
   EXPECT_EQ(out.str(), expected);
 }
 
+// Archive names that would break the line: a line break, a backslash at the
+// end, which would escape the comma after it.
+TEST(LineWritersTest, LineProtocolArchiveNames) {
+  const struct {
+    const char* name;
+    const char* tag;
+  } cases[] = {{"a\nb\r", "a\\ b\\ "}, {"c\\", "c\\\\"}, {"d\\e", "d\\e"}, {"", nullptr}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::ostringstream out;
+    LineProtocolWriter writer(&out, c.name);
+    writer.writeItem(Item(2, Value(20, kLongs)));
+    writer.endDocument(1);
+    const std::string head = c.tag == nullptr ? "qorarc" : std::string("qorarc,archive=") + c.tag;
+    EXPECT_EQ(out.str(), head + ",class=GrDouble,id=12,index=0,type=data integer=-2147483648i "
+                                "1614834367123456789\n" +
+                             head + ",class=GrDouble,id=12,index=1,type=data integer=7i "
+                                    "1614834367123456789\n");
+  }
+}
+
 }  // namespace
 }  // namespace qorarc
