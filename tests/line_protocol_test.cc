@@ -119,6 +119,16 @@ INSTANTIATE_TEST_SUITE_P(
                 "archives.\n", 0}),
     [](const ::testing::TestParamInfo<RunCase>& info) { return std::string(info.param.name); });
 
+// Parquet wins over the line protocol, and carries NaN: no warning.
+TEST(LineProtocolTest, ParquetWins) {
+  TempDir dir;
+  WriteEdges(dir.path() + "/arc");
+  const ProgramResult r = RunQorArc({"-i", dir.path() + "/arc", "-lp", "-pq", kName});
+  EXPECT_TRUE(r.out.starts_with("PAR1"));
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.status, 0);
+}
+
 // The edge archive, the sample archive and random archives (NaN, infinities,
 // text arrays, texts of any byte) through a real InfluxDB server: every
 // point reads back as long CSV says, the later of two points of one series
