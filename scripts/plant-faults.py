@@ -3,7 +3,7 @@
 that fail for each: a measure of what the test suite catches, to be run
 before and after tests are trimmed or moved.
 
-    scripts/plant-faults.py [--build DIR] [NAME ...]
+    scripts/plant-faults.py [--build DIR] [--matrix FILE] [NAME ...]
 
 Each fault replaces one exact piece of text that occurs once in its file.
 The file is restored after the run of that fault, also when the run is
@@ -13,7 +13,9 @@ test runs only when nothing else failed. Prints one line per fault: its name
 and the number of failing tests, "property only", or "MISSED" (also when
 the property test ran out of time); then a
 summary. The exit status is 1 when a fault went unnoticed or could not be
-planted.
+planted. --matrix FILE also writes, for each fault, the names of the tests
+that failed (a line "fault<TAB>test" each): the tests that alone catch a
+fault are the ones no trimming may take away.
 """
 
 import argparse
@@ -222,12 +224,15 @@ def run(cmd, log):
 PROPERTY = "PropertyTest"
 
 
-def ctest(build, log, selection):
+def ctest(build, log, selection, failed_names=None):
     """Runs the selected tests; returns the number that failed and whether
-    one of them ran out of time."""
+    one of them ran out of time. Adds the failed tests' names to
+    `failed_names` when given."""
     result = subprocess.run(["ctest", "--test-dir", str(build), "-j2", "--timeout", "300"] +
                             selection, cwd=ROOT, capture_output=True, text=True)
     log.write(result.stdout)
+    if failed_names is not None:
+        failed_names.extend(re.findall(r"^\s*\d+ - (\S+) \(", result.stdout, re.M))
     match = re.search(r"tests passed, (\d+) tests failed", result.stdout)
     return (int(match.group(1)) if match else -1), "(Timeout)" in result.stdout
 
@@ -237,12 +242,14 @@ def main():
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(130))
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--build", default="build-faults")
+    parser.add_argument("--matrix", help="write the failing tests of each fault to this file")
     parser.add_argument("names", nargs="*", help="faults to plant (substrings of their names)")
     args = parser.parse_args()
     faults = [f for f in FAULTS if not args.names or any(n in f[0] for n in args.names)]
     build = ROOT / args.build
     log_path = build.with_name(build.name + ".log")
     missed = []
+    matrix = open(args.matrix, "w") if args.matrix else None
     with open(log_path, "w") as log:
         if run(["cmake", "-S", ".", "-B", str(build), "-DCMAKE_BUILD_TYPE=Release"], log) != 0:
             sys.exit("cmake failed; see " + str(log_path))
@@ -260,11 +267,12 @@ def main():
                     print(f"{name}: does not build", flush=True)
                     missed.append(name)
                     continue
-                failed, _ = ctest(build, log, ["-E", PROPERTY])
+                names = [] if matrix else None
+                failed, _ = ctest(build, log, ["-E", PROPERTY], names)
                 if failed == 0:
                     # A property test that runs out of time (a busy machine)
                     # has not caught the fault.
-                    property_failed, timed_out = ctest(build, log, ["-R", PROPERTY])
+                    property_failed, timed_out = ctest(build, log, ["-R", PROPERTY], names)
                     if timed_out:
                         failed = "MISSED (property test timed out)"
                         missed.append(name)
@@ -274,6 +282,9 @@ def main():
                     failed = "MISSED"
                     missed.append(name)
                 print(f"{name}: {failed}", flush=True)
+                if matrix:
+                    matrix.writelines(f"{name}\t{test}\n" for test in names)
+                    matrix.flush()
             finally:
                 path.write_text(original)
         # Leave the build matching the tree.
