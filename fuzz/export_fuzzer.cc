@@ -34,6 +34,7 @@
 #include "export/item_processor.h"
 #include "export/json_lines_writer.h"
 #include "export/json_writer.h"
+#include "export/line_protocol_writer.h"
 #include "export/parallel_output.h"
 
 namespace qorarc {
@@ -77,7 +78,7 @@ struct Output {
   int64_t formless = 0;  // items of codes 25 and 27 written
 };
 
-enum class Format { kCompact, kPretty, kCsv, kJsonLines };
+enum class Format { kCompact, kPretty, kCsv, kJsonLines, kLineProtocol };
 
 // `threaded`: three threads and batches of two items, so that batch edges
 // fall everywhere.
@@ -95,6 +96,8 @@ Output Export(const ItemFilter& filter, const std::vector<IdRange>& columns, boo
         return std::make_unique<CsvWriter>(out, "", columns, columns.empty() ? kComma : kTab);
       case Format::kJsonLines:
         return std::make_unique<JsonLinesWriter>(out);
+      case Format::kLineProtocol:
+        return std::make_unique<LineProtocolWriter>(out, "fuzz, a=b\\");
       default:
         return MakeJsonWriter(out, format == Format::kPretty, true);
     }
@@ -170,8 +173,10 @@ void CheckExport(const ItemFilter& filter, const std::vector<IdRange>& columns, 
   Output compact = Export(filter, columns, count_all, Format::kCompact, files);
   Output pretty = Export(filter, columns, count_all, Format::kPretty, files);
   Output csv = Export(filter, columns, count_all, Format::kCsv, files);
-  for (Format format : {Format::kPretty, Format::kCsv}) {
-    const Output& direct = format == Format::kCsv ? csv : pretty;
+  const Output points = Export(filter, columns, count_all, Format::kLineProtocol, files);
+  for (Format format : {Format::kPretty, Format::kCsv, Format::kLineProtocol}) {
+    const Output& direct =
+        format == Format::kCsv ? csv : format == Format::kLineProtocol ? points : pretty;
     const Output threaded = Export(filter, columns, count_all, format, files, true);
     if (threaded.text != direct.text || threaded.formless != direct.formless ||
         threaded.count != direct.count)
@@ -187,6 +192,18 @@ void CheckExport(const ItemFilter& filter, const std::vector<IdRange>& columns, 
     line.Parse<rapidjson::kParseValidateEncodingFlag>(lines.text.data() + start, end - start);
     if (line.HasParseError() || !line.IsObject())
       Fail("a JSON Lines line does not parse", lines.text.substr(start, end - start), "");
+    start = end + 1;
+  }
+  // Every line protocol line is one point of the measurement, ending in its
+  // time stamp: a text or tag that broke a line would leave a line without.
+  for (size_t start = 0; start < points.text.size();) {
+    const size_t end = points.text.find('\n', start);
+    const std::string line = points.text.substr(start, end - start);
+    const size_t blank = line.rfind(' ');
+    if (end == std::string::npos || !line.starts_with("qorarc,archive=fuzz\\,\\ a\\=b\\\\") ||
+        blank == std::string::npos || blank + 1 == line.size() ||
+        line.find_first_not_of("-0123456789", blank + 1) != std::string::npos)
+      Fail("a line protocol line is not one point", line, "");
     start = end + 1;
   }
   const int32_t limit = filter.item_count_limit;
