@@ -125,9 +125,14 @@ TEST(LineWritersTest, ParquetTimeStampsAndTextCutAtNul) {
   int64_t unix_time = std::chrono::nanoseconds(std::chrono::sys_days(
       std::chrono::year{2021} / std::chrono::March / 4).time_since_epoch()).count() +
       18'367'123'456'789;
-  std::string ts = "\x02\x00\x00\x00\x03\x02"s;  // levels: null, defined
-  for (int i = 0; i < 8; ++i, unix_time >>= 8) ts += static_cast<char>(unix_time & 0xFF);
-  EXPECT_NE(bodies.find(ts), std::string::npos);
+  // ts in microseconds and ts_ns: levels (null, defined), the value PLAIN.
+  auto plain_page = [](int64_t value) {
+    std::string bytes = "\x02\x00\x00\x00\x03\x02"s;
+    for (int i = 0; i < 8; ++i, value >>= 8) bytes += static_cast<char>(value & 0xFF);
+    return bytes;
+  };
+  EXPECT_NE(bodies.find(plain_page(unix_time / 1000)), std::string::npos);
+  EXPECT_NE(bodies.find(plain_page(unix_time)), std::string::npos);
   EXPECT_NE(bodies.find("\x02\x00\x00\x00\x03\x03" "\x02\x00\x00\x00" "ab" "\x01\x00\x00\x00" "x"s),
             std::string::npos);
 }

@@ -13,7 +13,7 @@
 namespace qorarc {
 namespace {
 
-enum Column : size_t { kTs, kId, kClass, kType, kLevel, kIndex, kValue, kIntValue, kText };
+enum Column : size_t { kTs, kTsNs, kId, kClass, kType, kLevel, kIndex, kValue, kIntValue, kText };
 
 // Nanoseconds from 1970-01-01, where Parquet's time stamps count from, to
 // the archive's time base.
@@ -30,6 +30,13 @@ std::vector<std::string> Distinct(int n, Text text) {
     if (!t.empty() && std::find(texts.begin(), texts.end(), t) == texts.end()) texts.push_back(t);
   }
   return texts;
+}
+
+// The microseconds of `nanos`, rounded down (also before 1970): floor keeps
+// the order of the time stamps, so `ts` sorts as `ts_ns` does and the bounds
+// of a row group are the floors of the nanosecond bounds.
+int64_t FloorMicros(int64_t nanos) {
+  return nanos / 1000 - (nanos % 1000 < 0 ? 1 : 0);
 }
 
 void Null(ParquetColumnPage* column) { column->defined.push_back(0); }
@@ -62,7 +69,8 @@ std::vector<ParquetColumnInfo> ParquetWriter::Columns() {
   const auto levels = Distinct(256, [](int c) { return LevelText(static_cast<uint8_t>(c)); });
   const auto classes = Distinct(32, [](int code) { return ClassText(code); });
   return {
-      {"ts", ParquetType::kInt64, ParquetLogical::kTimestampNanosUtc},
+      {"ts", ParquetType::kInt64, ParquetLogical::kTimestampMicrosUtc},
+      {"ts_ns", ParquetType::kInt64},
       {"id", ParquetType::kInt32},
       {"class", ParquetType::kString, ParquetLogical::kString, classes},
       {"type", ParquetType::kString, ParquetLogical::kString, types},
@@ -113,7 +121,13 @@ void ParquetWriter::writeItem(const ExportItem& item) {
 void ParquetWriter::AddRow(const ExportItem& item, int64_t ts, const std::array<int64_t, 3>& texts,
                            const LongRow& row) {
   std::array<ParquetColumnPage, kColumns>& c = current_->columns;
-  if (item.timestamp == 0) Null(&c[kTs]); else Integer(&c[kTs], ts);
+  if (item.timestamp == 0) {
+    Null(&c[kTs]);
+    Null(&c[kTsNs]);
+  } else {
+    Integer(&c[kTs], FloorMicros(ts));
+    Integer(&c[kTsNs], ts);
+  }
   if (item.id < 0) Null(&c[kId]); else Integer(&c[kId], item.id);
   for (size_t k = 0; k < 3; ++k) {
     if (texts[k] < 0) Null(&c[kClass + k]); else Integer(&c[kClass + k], texts[k]);

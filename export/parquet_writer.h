@@ -1,7 +1,11 @@
 // The Parquet writer (-pq): the rows of long CSV (export/long_rows.h), typed,
 // in a columnar file that analytic engines read natively:
 //
-//   ts        INT64 timestamp, nanoseconds, UTC-adjusted; null without one
+//   ts        INT64 timestamp, microseconds, UTC-adjusted (the type every
+//             engine reads natively): the nanoseconds rounded down; null
+//             without a time stamp
+//   ts_ns     INT64: the exact nanoseconds since 1970-01-01 UTC; null
+//             without a time stamp
 //   id        INT32; null when the item has none
 //   class     string, dictionary-encoded; null when empty
 //   type      string, dictionary-encoded; null when empty
@@ -50,7 +54,7 @@ class ParquetWriter final : public Writer {
   // Pages being encoded or waiting for their row group: bounds the memory
   // of an export whatever the number of threads.
   static constexpr size_t kMaxPagesInFlight = 4;
-  static constexpr size_t kColumns = 9;
+  static constexpr size_t kColumns = 10;
 
   // `threads`: threads that encode pages, this one included; 1 encodes here.
   ParquetWriter(WriterTarget out, int threads);

@@ -9,7 +9,9 @@
 namespace qorarc {
 
 enum class ParquetType { kInt32, kInt64, kDouble, kString };
-enum class ParquetLogical { kNone, kTimestampNanosUtc, kString };
+// kTimestampMicrosUtc: TIMESTAMP(MICROS, isAdjustedToUTC=true), with the
+// converted type TIMESTAMP_MICROS; kString: STRING, converted type UTF8.
+enum class ParquetLogical { kNone, kTimestampMicrosUtc, kString };
 
 // A column of the flat schema; every column is optional (nullable). Every
 // member has an initializer, so that a braced initializer may leave the
@@ -17,7 +19,7 @@ enum class ParquetLogical { kNone, kTimestampNanosUtc, kString };
 struct ParquetColumnInfo {
   std::string name = {};
   ParquetType type = ParquetType::kInt64;
-  // kTimestampNanosUtc only on kInt64, kString only on kString.
+  // kTimestampMicrosUtc only on kInt64, kString only on kString.
   ParquetLogical logical = ParquetLogical::kNone;
   // kString only: a fixed dictionary for the whole file; the pages' values are
   // then indices into it. Empty: PLAIN byte arrays.
@@ -46,6 +48,12 @@ struct ParquetColumnPage {
   }
   int64_t rows() const { return static_cast<int64_t>(defined.size()); }
 };
+
+// How the schema declares a column (the numbers of parquet::type and
+// parquet::converted_type): its physical type, and its converted type, -1
+// for none. Every column is OPTIONAL.
+int32_t ParquetPhysicalType(ParquetType type);
+int32_t ParquetConvertedType(ParquetLogical logical);
 
 // Empty when the columns can be written, else why not: no columns, a column
 // without a name, a logical type its type cannot carry, a dictionary on a

@@ -12,26 +12,15 @@ namespace {
 
 namespace pq = parquet;
 
-int32_t PhysicalType(ParquetType type) {
-  switch (type) {
-    case ParquetType::kInt32: return pq::type::kInt32;
-    case ParquetType::kInt64: return pq::type::kInt64;
-    case ParquetType::kDouble: return pq::type::kDouble;
-    case ParquetType::kString: return pq::type::kByteArray;
-  }
-  return pq::type::kByteArray;
-}
-
 void WriteSchemaLeaf(const ParquetColumnInfo& column, pq::ThriftWriter* writer) {
   namespace element = pq::schema_element;
   writer->BeginStruct();
-  writer->I32Field(element::kType, PhysicalType(column.type));
+  writer->I32Field(element::kType, ParquetPhysicalType(column.type));
   writer->I32Field(element::kRepetitionType, pq::repetition::kOptional);
   writer->BinaryField(element::kName, column.name);
-  if (column.logical == ParquetLogical::kString) {
-    writer->I32Field(element::kConvertedType, pq::converted_type::kUtf8);
-  }
-  // Nanosecond timestamps have no converted type.
+  // The converted type too, for readers that predate logical types.
+  const int32_t converted = ParquetConvertedType(column.logical);
+  if (converted >= 0) writer->I32Field(element::kConvertedType, converted);
   if (column.logical != ParquetLogical::kNone) {
     writer->BeginStructField(element::kLogicalType);
     if (column.logical == ParquetLogical::kString) {
@@ -41,7 +30,7 @@ void WriteSchemaLeaf(const ParquetColumnInfo& column, pq::ThriftWriter* writer) 
       writer->BeginStructField(pq::logical_type::kTimestamp);
       writer->BoolField(pq::timestamp_type::kIsAdjustedToUtc, true);
       writer->BeginStructField(pq::timestamp_type::kUnit);
-      writer->BeginStructField(pq::time_unit::kNanos);
+      writer->BeginStructField(pq::time_unit::kMicros);
       writer->EndStruct();
       writer->EndStruct();
       writer->EndStruct();
@@ -165,7 +154,7 @@ std::string ParquetFileAssembler::Footer() {
       // No column metadata stands outside the footer.
       writer.I64Field(pq::column_chunk::kFileOffset, 0);
       writer.BeginStructField(pq::column_chunk::kMetaData);
-      writer.I32Field(cm::kType, PhysicalType(column.type));
+      writer.I32Field(cm::kType, ParquetPhysicalType(column.type));
       bool dictionary = chunk.dictionary_page_offset != 0;
       writer.ListField(cm::kEncodings, pq::compact::kI32, dictionary ? 3 : 2);
       writer.I32Element(pq::encoding::kPlain);

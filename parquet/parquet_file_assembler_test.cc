@@ -141,7 +141,7 @@ TEST(ParquetFileTest, DictionaryPageBytes) {
 
 // A file without row groups: its header and footer, byte by byte.
 TEST(ParquetFileTest, FileWithoutRowGroups) {
-  ParquetFileAssembler file({{"ts", ParquetType::kInt64, ParquetLogical::kTimestampNanosUtc},
+  ParquetFileAssembler file({{"ts", ParquetType::kInt64, ParquetLogical::kTimestampMicrosUtc},
                              {"name", ParquetType::kString, ParquetLogical::kString}},
                             "QorArc test");
   EXPECT_EQ(file.Header(), "PAR1");
@@ -150,7 +150,8 @@ TEST(ParquetFileTest, FileWithoutRowGroups) {
       "\x19\x3C"                                // schema: 3 elements
       "\x48\x06" "schema" "\x15\x04\x00"        // root, 2 children
       "\x15\x04\x25\x02\x18\x02" "ts"           // INT64, OPTIONAL
-      "\x6C\x8C\x11\x1C\x3C\x00\x00\x00\x00"    // TIMESTAMP(UTC, NANOS)
+      "\x25\x14"                                // TIMESTAMP_MICROS
+      "\x4C\x8C\x11\x1C\x2C\x00\x00\x00\x00"    // TIMESTAMP(UTC, MICROS)
       "\x00"
       "\x15\x0C\x25\x02\x18\x04" "name"         // BYTE_ARRAY, OPTIONAL
       "\x25\x00\x4C\x1C\x00\x00"                // UTF8, STRING
@@ -211,10 +212,10 @@ TEST(ParquetFileTest, BadColumns) {
     std::vector<ParquetColumnInfo> columns;
     const char* error;
   } cases[] = {
-      {"fine", {{"a", T::kInt64, L::kTimestampNanosUtc}, {"b", T::kString, L::kString, {"x"}}}, ""},
+      {"fine", {{"a", T::kInt64, L::kTimestampMicrosUtc}, {"b", T::kString, L::kString, {"x"}}}, ""},
       {"no columns", {}, "a Parquet file needs at least one column"},
       {"no name", {{"", T::kInt64}}, "a Parquet column without a name"},
-      {"timestamp of INT32", {{"t", T::kInt32, L::kTimestampNanosUtc}},
+      {"timestamp of INT32", {{"t", T::kInt32, L::kTimestampMicrosUtc}},
        "a Parquet timestamp column must be of type INT64 (column \"t\")"},
       {"STRING of INT64", {{"s", T::kInt64, L::kString}},
        "a Parquet STRING column must hold byte arrays (column \"s\")"},

@@ -160,6 +160,7 @@ inline constexpr int32_t kByteArray = 6;
 
 namespace converted_type {
 inline constexpr int32_t kUtf8 = 0;
+inline constexpr int32_t kTimestampMicros = 10;
 }  // namespace converted_type
 
 namespace repetition {

@@ -41,13 +41,16 @@ def same_real(a, b):
     return a == b and math.copysign(1, a) == math.copysign(1, b)
 
 
-def check_row(csv_row, pq, micro):
+def check_row(csv_row, pq):
     ts, ident, klass, kind, level, index, value, text = csv_row
-    want_ts = None if ts == "" else nanos(ts)
-    if want_ts is not None and micro:
-        want_ts = want_ts // 1000 * 1000  # DuckDB keeps whole microseconds
+    want_ns = None if ts == "" else nanos(ts)
+    # ts: whole microseconds, rounded down (printed as nanoseconds); ts_ns exact.
+    want_ts = None if want_ns is None else want_ns // 1000 * 1000
     got_ts = None if pq[0] is None else int(pq[0])
     assert got_ts == want_ts, f"ts {pq[0]} for {ts!r}"
+    got_ns = None if pq[1] is None else int(pq[1])
+    assert got_ns == want_ns, f"ts_ns {pq[1]} for {ts!r}"
+    pq = pq[1:]  # the columns after ts_ns, from id on, as numbered below
     for name, cell, got in (("id", ident, pq[1]), ("index", index, pq[5])):
         assert got == (None if cell == "" else int(cell)), f"{name} {got} for {cell!r}"
     for name, cell, got in (("class", klass, pq[2]), ("type", kind, pq[3]),
@@ -75,7 +78,7 @@ def main():
             assert len(got) == len(expected), f"{parquet}: {reader} reads {len(got)} rows"
             for n, (want, row) in enumerate(zip(expected, got)):
                 try:
-                    check_row(want, row, reader == "duckdb")
+                    check_row(want, row)
                 except AssertionError as e:
                     sys.exit(f"{parquet} row {n + 1}, {reader}: {e}")
         with open(lines, encoding="utf-8") as f:

@@ -177,6 +177,7 @@ TEST(ParquetExportTest, NothingFoundIsAnEmptyTable) {
   // The columns and their types as each reader finds them.
   EXPECT_EQ(RunShell(script + " duckdb schema"),
             R"(["ts","TIMESTAMP WITH TIME ZONE"]
+["ts_ns","BIGINT"]
 ["id","INTEGER"]
 ["class","VARCHAR"]
 ["type","VARCHAR"]
@@ -188,8 +189,8 @@ TEST(ParquetExportTest, NothingFoundIsAnEmptyTable) {
 )");
   const std::string kString = R"( BYTE_ARRAY UTF8 {\"type\":\"STRING\"}"])";
   EXPECT_EQ(RunShell(script + " hyparquet schema"),
-            R"(["ts","OPTIONAL INT64  {\"type\":\"TIMESTAMP\",\"isAdjustedToUTC\":true,\"unit\":\"NANOS\"}"])"
-            "\n" R"(["id","OPTIONAL INT32  "])" "\n"
+            R"(["ts","OPTIONAL INT64 TIMESTAMP_MICROS {\"type\":\"TIMESTAMP\",\"isAdjustedToUTC\":true,\"unit\":\"MICROS\"}"])"
+            "\n" R"(["ts_ns","OPTIONAL INT64  "])" "\n" R"(["id","OPTIONAL INT32  "])" "\n"
             R"(["class","OPTIONAL)" + kString + "\n" + R"(["type","OPTIONAL)" + kString + "\n" +
             R"(["level","OPTIONAL)" + kString + "\n" + R"(["index","OPTIONAL INT32  "])" "\n"
             R"(["value","OPTIONAL DOUBLE  "])" "\n" R"(["int_value","OPTIONAL INT64  "])" "\n" +

@@ -6,13 +6,12 @@
 //
 // READER: duckdb or hyparquet. MODE:
 //   rows (default)  one JSON array per row, the cells in column order: null;
-//                   64-bit integers and timestamps (integer nanoseconds) as
-//                   decimal strings, nothing lost above 2^53; other numbers as
-//                   JSON numbers (-0 as -0.0), "NaN", "Infinity", "-Infinity";
-//                   strings as JSON strings; byte arrays without a string
-//                   type as lowercase hex strings. DuckDB 1.5 has no type for
-//                   nanosecond timestamps in UTC and reads them as TIMESTAMP
-//                   WITH TIME ZONE, in whole microseconds.
+//                   64-bit integers and timestamps (microsecond timestamps
+//                   as integer nanoseconds) as decimal strings, nothing lost
+//                   above 2^53; other numbers as JSON numbers (-0 as -0.0),
+//                   "NaN", "Infinity", "-Infinity"; strings as JSON strings;
+//                   byte arrays without a string type as lowercase hex
+//                   strings.
 //   schema          one JSON array per column: its name and the reader's type.
 //   stats           one JSON array per column chunk: row group, column, null
 //                   count, min and max as the reader shows them.
@@ -114,7 +113,7 @@ async function readHyparquet(file, mode) {
       file: buffer,
       compressors,
       utf8: false,  // byte arrays without a string type stay bytes
-      parsers: { timestampFromNanoseconds: (nanos) => nanos },
+      parsers: { timestampFromMicroseconds: (micros) => micros * 1000n },
     });
     for (const row of rows) printLine(leaves.map((e) => row[e.name]));
   }
