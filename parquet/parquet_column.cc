@@ -17,6 +17,9 @@ std::string CheckColumn(const ParquetColumnInfo& column) {
     return "a Parquet timestamp column must be of type INT64" + named;
   if (column.logical == ParquetLogical::kString && column.type != ParquetType::kString)
     return "a Parquet STRING column must hold byte arrays" + named;
+  if (column.encoding == ParquetEncoding::kDeltaBinaryPacked && column.type != ParquetType::kInt32 &&
+      column.type != ParquetType::kInt64)
+    return "DELTA_BINARY_PACKED is for Parquet integer columns only" + named;
   if (!column.dictionary.empty() && column.type != ParquetType::kString)
     return "only a Parquet byte array column can have a dictionary" + named;
   if (column.dictionary.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max()))

@@ -146,4 +146,68 @@ void EncodeRleHybrid(std::span<const int64_t> values, int bit_width, std::string
   EncodeHybrid(values, bit_width, out);
 }
 
+void EncodeRleHybrid(std::span<const uint32_t> values, int bit_width, std::string* out) {
+  EncodeHybrid(values, bit_width, out);
+}
+
+namespace {
+
+// Appends `values` (a multiple of 8 of them, each below 2^bit_width) packed
+// at `bit_width` bits, lowest bit first: 0 bits write nothing.
+void PackBits(std::span<const uint64_t> values, int bit_width, std::string* out) {
+  if (bit_width == 0) return;
+  const size_t at = out->size();
+  out->resize(at + values.size() * bit_width / 8);
+  char* p = out->data() + at;
+  uint64_t buffer = 0;  // bits not yet written, lowest first
+  int buffered = 0;     // below 64
+  for (const uint64_t v : values) {
+    buffer |= v << buffered;
+    buffered += bit_width;
+    if (buffered >= 64) {
+      for (int i = 0; i < 8; ++i) *p++ = static_cast<char>(buffer >> (8 * i));
+      buffered -= 64;
+      // The bits of v that did not fit.
+      buffer = buffered == 0 ? 0 : v >> (bit_width - buffered);
+    }
+  }
+  // 8 values of any width fill whole bytes.
+  for (int i = 0; i < buffered / 8; ++i) *p++ = static_cast<char>(buffer >> (8 * i));
+}
+
+}  // namespace
+
+void EncodeDeltaBinaryPacked(std::span<const int64_t> values, std::string* out) {
+  PutVarint(kDeltaBlockValues, out);
+  PutVarint(kDeltaMiniblocks, out);
+  PutVarint(values.size(), out);
+  PutVarint(ZigZag(values.empty() ? 0 : values[0]), out);
+  uint64_t deltas[kDeltaBlockValues];
+  for (size_t begin = 1; begin < values.size(); begin += kDeltaBlockValues) {
+    const size_t n = std::min(kDeltaBlockValues, values.size() - begin);
+    int64_t min_delta = std::numeric_limits<int64_t>::max();
+    for (size_t i = 0; i < n; ++i) {
+      // Differences and their offsets from the smallest wrap as unsigned numbers.
+      deltas[i] = static_cast<uint64_t>(values[begin + i]) - static_cast<uint64_t>(values[begin + i - 1]);
+      min_delta = std::min(min_delta, static_cast<int64_t>(deltas[i]));
+    }
+    std::fill(deltas + n, deltas + kDeltaBlockValues, static_cast<uint64_t>(min_delta));
+    for (uint64_t& d : deltas) d -= static_cast<uint64_t>(min_delta);
+    PutVarint(ZigZag(min_delta), out);
+    // Miniblocks past the values have width 0 and no bytes.
+    int widths[kDeltaMiniblocks];
+    for (size_t m = 0; m < kDeltaMiniblocks; ++m) {
+      uint64_t all = 0;
+      for (size_t i = m * kDeltaMiniblockValues; i < (m + 1) * kDeltaMiniblockValues; ++i)
+        all |= deltas[i];
+      widths[m] = m * kDeltaMiniblockValues < n ? std::bit_width(all) : 0;
+      out->push_back(static_cast<char>(widths[m]));
+    }
+    for (size_t m = 0; m < kDeltaMiniblocks; ++m) {
+      PackBits(std::span<const uint64_t>(deltas + m * kDeltaMiniblockValues, kDeltaMiniblockValues),
+               widths[m], out);
+    }
+  }
+}
+
 }  // namespace qorarc::parquet

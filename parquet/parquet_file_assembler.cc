@@ -1,5 +1,6 @@
 #include "parquet/parquet_file_assembler.h"
 
+#include <bit>
 #include <utility>
 
 #include "parquet/parquet_encoding.h"
@@ -87,8 +88,13 @@ std::string ParquetFileAssembler::CheckPages(
 }
 
 std::string ParquetFileAssembler::RowGroup(
-    const std::vector<std::vector<EncodedPage>>& pages_by_column, std::string* error) {
+    const std::vector<std::vector<EncodedPage>>& pages_by_column,
+    const std::vector<EncodedPage>& dictionary_pages, std::string* error) {
   std::string problem = CheckPages(pages_by_column);
+  if (problem.empty() && !dictionary_pages.empty() && dictionary_pages.size() != columns_.size()) {
+    problem = "Parquet dictionary pages for " + std::to_string(dictionary_pages.size()) +
+              " columns in a file of " + std::to_string(columns_.size());
+  }
   if (!problem.empty()) {
     *error = problem;
     return "";
@@ -98,8 +104,12 @@ std::string ParquetFileAssembler::RowGroup(
   group.offset = offset_;
   for (size_t c = 0; c < columns_.size(); ++c) {
     Chunk chunk;
-    const EncodedPage& dictionary = dictionary_pages_[c];
+    // Levels are RLE; a dictionary page is PLAIN.
+    chunk.encodings = 1u << pq::encoding::kRle;
+    const bool own = !dictionary_pages.empty() && !dictionary_pages[c].bytes.empty();
+    const EncodedPage& dictionary = own ? dictionary_pages[c] : dictionary_pages_[c];
     if (!dictionary.bytes.empty()) {
+      chunk.encodings |= 1u << pq::encoding::kPlain;
       chunk.dictionary_page_offset = offset_ + bytes.size();
       chunk.uncompressed_bytes += dictionary.uncompressed_bytes;
       chunk.compressed_bytes += dictionary.bytes.size();
@@ -108,6 +118,7 @@ std::string ParquetFileAssembler::RowGroup(
     chunk.data_page_offset = offset_ + bytes.size();
     for (const EncodedPage& page : pages_by_column[c]) {
       chunk.values += page.rows;
+      chunk.encodings |= 1u << page.encoding;
       chunk.uncompressed_bytes += page.uncompressed_bytes;
       chunk.compressed_bytes += page.bytes.size();
       chunk.statistics.Merge(page.statistics);
@@ -155,11 +166,10 @@ std::string ParquetFileAssembler::Footer() {
       writer.I64Field(pq::column_chunk::kFileOffset, 0);
       writer.BeginStructField(pq::column_chunk::kMetaData);
       writer.I32Field(cm::kType, ParquetPhysicalType(column.type));
-      bool dictionary = chunk.dictionary_page_offset != 0;
-      writer.ListField(cm::kEncodings, pq::compact::kI32, dictionary ? 3 : 2);
-      writer.I32Element(pq::encoding::kPlain);
-      writer.I32Element(pq::encoding::kRle);
-      if (dictionary) writer.I32Element(pq::encoding::kRleDictionary);
+      const bool dictionary = chunk.dictionary_page_offset != 0;
+      writer.ListField(cm::kEncodings, pq::compact::kI32, std::popcount(chunk.encodings));
+      for (int32_t e = 0; e < 32; ++e)
+        if (chunk.encodings >> e & 1) writer.I32Element(e);
       writer.ListField(cm::kPathInSchema, pq::compact::kBinary, 1);
       writer.BinaryElement(column.name);
       writer.I32Field(cm::kCodec, pq::codec::kZstd);

@@ -16,10 +16,6 @@ namespace {
 
 namespace pq = parquet;
 
-// The fastest level: pages of one column compress well at any level (a
-// seventh of long CSV's size), and the export must keep pace with the text
-// formats.
-constexpr int kZstdLevel = 1;
 constexpr uint64_t kMaxI32 = std::numeric_limits<int32_t>::max();
 
 std::string Named(const ParquetColumnInfo& column) {
@@ -42,6 +38,24 @@ bool CheckPage(const ParquetColumnInfo& column, const ParquetColumnPage& page, i
     *error = Named(column) + std::to_string(values) + " values for " + std::to_string(present) +
              " present rows";
     return false;
+  }
+  if (page.dictionary_values > 0) {
+    if (column.encoding != ParquetEncoding::kChunkDictionary || !column.dictionary.empty()) {
+      *error = Named(column) + "dictionary indices on a column without a chunk dictionary";
+      return false;
+    }
+    if (page.indices.size() != values) {
+      *error = Named(column) + std::to_string(page.indices.size()) + " dictionary indices for " +
+               std::to_string(values) + " values";
+      return false;
+    }
+    for (uint32_t index : page.indices) {
+      if (index >= page.dictionary_values) {
+        *error = Named(column) + "dictionary index " + std::to_string(index) + " outside 0.." +
+                 std::to_string(page.dictionary_values - 1);
+        return false;
+      }
+    }
   }
   if (column.type == ParquetType::kInt32) {
     for (int64_t v : page.integers) {
@@ -74,18 +88,37 @@ bool CheckPage(const ParquetColumnInfo& column, const ParquetColumnPage& page, i
   return true;
 }
 
-// The present values, encoded, and their statistics.
-void EncodeValues(const ParquetColumnInfo& column, const ParquetColumnPage& page,
-                  ParquetStatistics* statistics, std::string* body) {
+// The present values, encoded, and their statistics; returns the encoding.
+int32_t EncodeValues(const ParquetColumnInfo& column, const ParquetColumnPage& page,
+                     ParquetStatistics* statistics, std::string* body) {
+  if (page.dictionary_values > 0) {
+    const int bit_width = pq::BitWidthFor(page.dictionary_values);
+    body->push_back(static_cast<char>(bit_width));
+    pq::EncodeRleHybrid(page.indices, bit_width, body);
+    if (column.type == ParquetType::kString) {
+      uint32_t begin = 0;
+      for (uint32_t end : page.text_ends) {
+        statistics->AddText(std::string_view(page.text).substr(begin, end - begin));
+        begin = end;
+      }
+    } else {
+      statistics->AddIntegers(page.integers);
+    }
+    return pq::encoding::kRleDictionary;
+  }
+  const bool delta = column.encoding == ParquetEncoding::kDeltaBinaryPacked;
   switch (column.type) {
     case ParquetType::kInt32:
-      pq::EncodePlainInt32(page.integers, body);
-      statistics->AddIntegers(page.integers);
-      break;
     case ParquetType::kInt64:
-      pq::EncodePlainInt64(page.integers, body);
+      if (delta) {
+        pq::EncodeDeltaBinaryPacked(page.integers, body);
+      } else if (column.type == ParquetType::kInt32) {
+        pq::EncodePlainInt32(page.integers, body);
+      } else {
+        pq::EncodePlainInt64(page.integers, body);
+      }
       statistics->AddIntegers(page.integers);
-      break;
+      return delta ? pq::encoding::kDeltaBinaryPacked : pq::encoding::kPlain;
     case ParquetType::kDouble:
       pq::EncodePlainDouble(page.reals, body);
       statistics->AddReals(page.reals);
@@ -107,19 +140,22 @@ void EncodeValues(const ParquetColumnInfo& column, const ParquetColumnPage& page
           if (index != last) statistics->AddText(column.dictionary[index]);
           last = index;
         }
+        return pq::encoding::kRleDictionary;
       }
       break;
   }
+  return pq::encoding::kPlain;
 }
 
 // The page header and the compressed body. `write_header` writes the fields
 // of the page type's own header (field `header_field` of PageHeader). False
 // with *error when the body is too large for the header's sizes.
 template <typename WriteHeader>
-bool FinishPage(std::string_view body, int32_t page_type, int16_t header_field,
+bool FinishPage(std::string_view body, const ParquetColumnInfo& column, int32_t page_type, int16_t header_field,
                 WriteHeader write_header, EncodedPage* page, std::string* error) {
   std::string compressed;
-  if (!ZstdCompress(body, kZstdLevel, &compressed, error)) return false;
+  if (!ZstdCompress(body, column.zstd_level, column.zstd_min_match, &compressed, error))
+    return false;
   if (body.size() > kMaxI32 || compressed.size() > kMaxI32) {
     *error = "a Parquet page of more than 2^31 - 1 bytes";
     return false;
@@ -163,18 +199,17 @@ EncodedPage EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnP
   pq::PutFixed32(static_cast<uint32_t>(body.size() - pq::kLevelsLengthBytes), &levels_length);
   body.replace(0, pq::kLevelsLengthBytes, levels_length);
   encoded.statistics.nulls = page.rows() - present;
-  EncodeValues(column, page, &encoded.statistics, &body);
+  encoded.encoding = EncodeValues(column, page, &encoded.statistics, &body);
 
   auto write_header = [&](pq::ThriftWriter* writer) {
     namespace data = pq::data_page_header;
     writer->I32Field(data::kNumValues, static_cast<int32_t>(page.rows()));
-    writer->I32Field(data::kEncoding, column.dictionary.empty() ? pq::encoding::kPlain
-                                                                : pq::encoding::kRleDictionary);
+    writer->I32Field(data::kEncoding, encoded.encoding);
     writer->I32Field(data::kDefinitionLevelEncoding, pq::encoding::kRle);
     writer->I32Field(data::kRepetitionLevelEncoding, pq::encoding::kRle);
     encoded.statistics.Write(column.type, data::kStatistics, writer);
   };
-  if (!FinishPage(body, pq::page_type::kDataPage, pq::page_header::kDataPageHeader, write_header,
+  if (!FinishPage(body, column, pq::page_type::kDataPage, pq::page_header::kDataPageHeader, write_header,
                   &encoded, error)) {
     return EncodedPage();
   }
@@ -183,26 +218,45 @@ EncodedPage EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnP
 }
 
 EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, std::string* error) {
-  std::string text;
-  std::vector<uint32_t> ends;
+  ParquetColumnPage values;
   for (const std::string& value : column.dictionary) {
-    text += value;
-    if (text.size() > std::numeric_limits<uint32_t>::max()) {
+    values.text += value;
+    if (values.text.size() > std::numeric_limits<uint32_t>::max()) {
       *error = Named(column) + "a dictionary of more than 4 GiB";
       return EncodedPage();
     }
-    ends.push_back(static_cast<uint32_t>(text.size()));
+    values.text_ends.push_back(static_cast<uint32_t>(values.text.size()));
   }
+  return EncodeDictionaryPage(column, values, error);
+}
+
+EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetColumnPage& values,
+                                 std::string* error) {
   std::string body;
-  pq::EncodePlainByteArrays(text, ends, &body);
+  size_t count = 0;
+  switch (column.type) {
+    case ParquetType::kInt32: pq::EncodePlainInt32(values.integers, &body); break;
+    case ParquetType::kInt64: pq::EncodePlainInt64(values.integers, &body); break;
+    case ParquetType::kDouble: pq::EncodePlainDouble(values.reals, &body); break;
+    case ParquetType::kString: pq::EncodePlainByteArrays(values.text, values.text_ends, &body); break;
+  }
+  switch (column.type) {
+    case ParquetType::kInt32:
+    case ParquetType::kInt64: count = values.integers.size(); break;
+    case ParquetType::kDouble: count = values.reals.size(); break;
+    case ParquetType::kString: count = values.text_ends.size(); break;
+  }
+  if (count > kMaxI32) {
+    *error = Named(column) + "a dictionary of more than 2^31 - 1 values";
+    return EncodedPage();
+  }
 
   auto write_header = [&](pq::ThriftWriter* writer) {
-    writer->I32Field(pq::dictionary_page_header::kNumValues,
-                     static_cast<int32_t>(column.dictionary.size()));
+    writer->I32Field(pq::dictionary_page_header::kNumValues, static_cast<int32_t>(count));
     writer->I32Field(pq::dictionary_page_header::kEncoding, pq::encoding::kPlain);
   };
   EncodedPage encoded;
-  if (!FinishPage(body, pq::page_type::kDictionaryPage, pq::page_header::kDictionaryPageHeader,
+  if (!FinishPage(body, column, pq::page_type::kDictionaryPage, pq::page_header::kDictionaryPageHeader,
                   write_header, &encoded, error)) {
     return EncodedPage();
   }

@@ -15,6 +15,8 @@
 //   schema          one JSON array per column: its name and the reader's type.
 //   stats           one JSON array per column chunk: row group, column, null
 //                   count, min and max as the reader shows them.
+//   encodings       (duckdb) one JSON array per column chunk: row group,
+//                   column, the encodings its metadata lists.
 //   count-csv       (duckdb) FILE is long CSV: the number of rows loaded.
 //   count-json      (duckdb) FILE is JSON Lines: the number of rows loaded.
 // A file the reader refuses: its message on standard error, status 1.
@@ -67,6 +69,11 @@ async function readDuckdb(file, mode) {
   const described = (await connection.runAndReadAll(`DESCRIBE SELECT * FROM ${source}`)).getRows();
   if (mode === 'schema') {
     for (const [name, type] of described) printLine([name, type]);
+  } else if (mode === 'encodings') {
+    const result = await connection.runAndReadAll(
+      'SELECT row_group_id, path_in_schema, encodings ' +
+      `FROM parquet_metadata(${sqlText(file)}) ORDER BY row_group_id, column_id`);
+    for (const row of result.getRows()) printLine(row);
   } else if (mode === 'stats') {
     const result = await connection.runAndReadAll(
       'SELECT row_group_id, path_in_schema, stats_null_count, stats_min_value, stats_max_value ' +
@@ -121,11 +128,11 @@ async function readHyparquet(file, mode) {
 
 const [file, reader, mode = 'rows'] = process.argv.slice(2);
 const readers = { duckdb: readDuckdb, hyparquet: readHyparquet };
-const modes = ['rows', 'schema', 'stats', 'count-csv', 'count-json'];
+const modes = ['rows', 'schema', 'stats', 'encodings', 'count-csv', 'count-json'];
 if (!file || !readers[reader] || !modes.includes(mode) ||
-    (mode.startsWith('count') && reader !== 'duckdb')) {
+    ((mode.startsWith('count') || mode === 'encodings') && reader !== 'duckdb')) {
   process.stderr.write(
-    'usage: read_parquet.mjs FILE duckdb|hyparquet [rows|schema|stats|count-csv|count-json]\n');
+    'usage: read_parquet.mjs FILE duckdb|hyparquet [rows|schema|stats|encodings|count-csv|count-json]\n');
   process.exit(2);
 }
 try {
