@@ -244,9 +244,10 @@ void ParquetWriter::WriteRowGroup() {
       dictionary_pages[k] = EncodeDictionaryPage(columns_[k], values[k], &error);
   }
   ended_dictionaries_.pop_front();
-  const std::string bytes = error.empty() ? file_.RowGroup(group_, dictionary_pages, &error) : "";
-  if (!error.empty()) throw std::runtime_error("Parquet row group not written: " + error);
-  Put(bytes);
+  row_group_.clear();
+  if (!error.empty() || !file_.AppendRowGroup(group_, dictionary_pages, &row_group_, &error))
+    throw std::runtime_error("Parquet row group not written: " + error);
+  Put(row_group_);
   for (std::vector<EncodedPage>& pages : group_) pages.clear();
   group_rows_ = 0;
 }

@@ -121,6 +121,7 @@ class ParquetWriter final : public Writer {
   size_t submitted_text_bytes_ = 0;
   std::deque<std::vector<ParquetColumnPage>> ended_dictionaries_;
   std::vector<std::vector<EncodedPage>> group_;  // the row group's pages by column
+  std::string row_group_;  // the bytes of the last row group, kept for the next
   int64_t group_rows_ = 0;
 
   // The encoders: a page submitted belongs to the thread that encodes it

@@ -1,5 +1,6 @@
 #include "parquet/parquet_dictionary.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -44,18 +45,41 @@ bool ParquetDictionaryBuilder::MapIntegers(ParquetColumnPage* page) {
       }
       index = static_cast<uint32_t>(slot - 1);
     } else {
-      auto [at, added] = integer_indices_.try_emplace(
-          v, static_cast<uint32_t>(values_.integers.size()));
+      bool added = false;
+      index = HashedIndex(v, static_cast<uint32_t>(values_.integers.size()), &added);
       if (added) {
         values_.integers.push_back(v);
         plain_bytes_ += value_bytes;
       }
-      index = at->second;
     }
     if (values_.integers.size() > max_values_ || plain_bytes_ > max_bytes_) return false;
     page->indices.push_back(index);
   }
   return true;
+}
+
+uint32_t ParquetDictionaryBuilder::HashedIndex(int64_t v, uint32_t index, bool* added) {
+  if (2 * (hashed_ + 1) > slots_.size()) {
+    std::vector<Slot> old(std::max<size_t>(1024, 2 * slots_.size()));
+    old.swap(slots_);
+    hashed_ = 0;
+    for (const Slot& slot : old) {
+      bool unused;
+      if (slot.index != 0) HashedIndex(slot.value, slot.index - 1, &unused);
+    }
+  }
+  const size_t mask = slots_.size() - 1;
+  // Fibonacci hashing: the high bits of the product, spread over the table.
+  for (size_t i = (static_cast<uint64_t>(v) * 0x9E3779B97F4A7C15u) >> 40 & mask;; i = (i + 1) & mask) {
+    Slot& slot = slots_[i];
+    if (slot.index == 0) {
+      slot = {v, index + 1};
+      ++hashed_;
+      *added = true;
+      return index;
+    }
+    if (slot.value == v) return slot.index - 1;
+  }
 }
 
 bool ParquetDictionaryBuilder::MapTexts(ParquetColumnPage* page) {
@@ -89,15 +113,23 @@ void ParquetDictionaryBuilder::Truncate(size_t size) {
   for (size_t i = size; i < values_.integers.size(); ++i) {
     const int64_t v = values_.integers[i];
     if (v >= 0 && v < kDirect) direct_[static_cast<size_t>(v)] = 0;
-    else integer_indices_.erase(v);
   }
   values_.integers.resize(size);
+  // The hashed values again, without the ones forgotten.
+  slots_.assign(slots_.size(), Slot());
+  hashed_ = 0;
+  for (size_t i = 0; i < size; ++i) {
+    const int64_t v = values_.integers[i];
+    bool unused;
+    if (v < 0 || v >= kDirect) HashedIndex(v, static_cast<uint32_t>(i), &unused);
+  }
 }
 
 ParquetColumnPage ParquetDictionaryBuilder::Take() {
   for (const int64_t v : values_.integers)
     if (v >= 0 && v < kDirect) direct_[static_cast<size_t>(v)] = 0;
-  integer_indices_.clear();
+  slots_.assign(slots_.size(), Slot());
+  hashed_ = 0;
   text_indices_.clear();
   plain_ = false;
   plain_bytes_ = 0;

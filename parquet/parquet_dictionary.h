@@ -51,7 +51,15 @@ class ParquetDictionaryBuilder {
   // Small non-negative integers are looked up directly, the others hashed.
   static constexpr int64_t kDirect = 65536;
   std::vector<int32_t> direct_;  // index + 1, 0 for none
-  std::unordered_map<int64_t, uint32_t> integer_indices_;
+  // The others: open addressing, at most half full.
+  struct Slot {
+    int64_t value = 0;
+    uint32_t index = 0;  // + 1, 0 for none
+  };
+  std::vector<Slot> slots_;
+  size_t hashed_ = 0;
+  // The index of `v`, added as `index` when absent.
+  uint32_t HashedIndex(int64_t v, uint32_t index, bool* added);
   std::unordered_map<std::string, uint32_t> text_indices_;
 };
 

@@ -87,9 +87,9 @@ std::string ParquetFileAssembler::CheckPages(
   return "";
 }
 
-std::string ParquetFileAssembler::RowGroup(
+bool ParquetFileAssembler::AppendRowGroup(
     const std::vector<std::vector<EncodedPage>>& pages_by_column,
-    const std::vector<EncodedPage>& dictionary_pages, std::string* error) {
+    const std::vector<EncodedPage>& dictionary_pages, std::string* out, std::string* error) {
   std::string problem = CheckPages(pages_by_column);
   if (problem.empty() && !dictionary_pages.empty() && dictionary_pages.size() != columns_.size()) {
     problem = "Parquet dictionary pages for " + std::to_string(dictionary_pages.size()) +
@@ -97,9 +97,11 @@ std::string ParquetFileAssembler::RowGroup(
   }
   if (!problem.empty()) {
     *error = problem;
-    return "";
+    return false;
   }
-  std::string bytes;
+  // The offsets in the file of bytes appended at *out's end.
+  std::string& bytes = *out;
+  const uint64_t start = offset_ - bytes.size();
   Group group;
   group.offset = offset_;
   for (size_t c = 0; c < columns_.size(); ++c) {
@@ -110,12 +112,12 @@ std::string ParquetFileAssembler::RowGroup(
     const EncodedPage& dictionary = own ? dictionary_pages[c] : dictionary_pages_[c];
     if (!dictionary.bytes.empty()) {
       chunk.encodings |= 1u << pq::encoding::kPlain;
-      chunk.dictionary_page_offset = offset_ + bytes.size();
+      chunk.dictionary_page_offset = start + bytes.size();
       chunk.uncompressed_bytes += dictionary.uncompressed_bytes;
       chunk.compressed_bytes += dictionary.bytes.size();
       bytes += dictionary.bytes;
     }
-    chunk.data_page_offset = offset_ + bytes.size();
+    chunk.data_page_offset = start + bytes.size();
     for (const EncodedPage& page : pages_by_column[c]) {
       chunk.values += page.rows;
       chunk.encodings |= 1u << page.encoding;
@@ -127,10 +129,17 @@ std::string ParquetFileAssembler::RowGroup(
     group.rows = chunk.values;
     group.chunks.push_back(std::move(chunk));
   }
-  offset_ += bytes.size();
+  offset_ = start + bytes.size();
   rows_ += group.rows;
   groups_.push_back(std::move(group));
-  return bytes;
+  return true;
+}
+
+std::string ParquetFileAssembler::RowGroup(
+    const std::vector<std::vector<EncodedPage>>& pages_by_column,
+    const std::vector<EncodedPage>& dictionary_pages, std::string* error) {
+  std::string bytes;
+  return AppendRowGroup(pages_by_column, dictionary_pages, &bytes, error) ? bytes : "";
 }
 
 std::string ParquetFileAssembler::Footer() {

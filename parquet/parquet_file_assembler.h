@@ -40,6 +40,12 @@ class ParquetFileAssembler {
                        std::string* error) {
     return RowGroup(pages_by_column, {}, error);
   }
+  // The same, the bytes appended to *out (a buffer kept for the next row
+  // group saves making a new one); false with *error set and *out as it was
+  // when the pages do not fit.
+  bool AppendRowGroup(const std::vector<std::vector<EncodedPage>>& pages_by_column,
+                      const std::vector<EncodedPage>& dictionary_pages, std::string* out,
+                      std::string* error);
 
   // The FileMetaData (the schema: a root group and one optional leaf per
   // column; the number of rows; the row groups; created_by; the type-defined

@@ -4,6 +4,8 @@
 #include <limits>
 #include <span>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "base/zstd_compress.h"
 #include "parquet/parquet_encoding.h"
@@ -20,6 +22,17 @@ constexpr uint64_t kMaxI32 = std::numeric_limits<int32_t>::max();
 
 std::string Named(const ParquetColumnInfo& column) {
   return "Parquet column \"" + column.name + "\": ";
+}
+
+// The smallest and the largest of `values` ({0, 0} for none), in plain
+// passes that the compiler vectorizes.
+template <typename T>
+std::pair<T, T> Bounds(std::span<const T> values) {
+  if (values.empty()) return {0, 0};
+  T lo = values[0], hi = values[0];
+  for (const T v : values) lo = std::min(lo, v);
+  for (const T v : values) hi = std::max(hi, v);
+  return {lo, hi};
 }
 
 // Checks the page's values against its rows and the column.
@@ -49,29 +62,27 @@ bool CheckPage(const ParquetColumnInfo& column, const ParquetColumnPage& page, i
                std::to_string(values) + " values";
       return false;
     }
-    for (uint32_t index : page.indices) {
-      if (index >= page.dictionary_values) {
-        *error = Named(column) + "dictionary index " + std::to_string(index) + " outside 0.." +
-                 std::to_string(page.dictionary_values - 1);
-        return false;
-      }
+    const auto [lo, hi] = Bounds<uint32_t>(page.indices);
+    if (hi >= page.dictionary_values) {
+      *error = Named(column) + "dictionary index " + std::to_string(hi) + " outside 0.." +
+               std::to_string(page.dictionary_values - 1);
+      return false;
     }
   }
   if (column.type == ParquetType::kInt32) {
-    for (int64_t v : page.integers) {
-      if (v < std::numeric_limits<int32_t>::min() || v > std::numeric_limits<int32_t>::max()) {
-        *error = Named(column) + std::to_string(v) + " does not fit INT32";
-        return false;
-      }
+    const auto [lo, hi] = Bounds<int64_t>(page.integers);
+    if (lo < std::numeric_limits<int32_t>::min() || hi > std::numeric_limits<int32_t>::max()) {
+      const int64_t v = lo < std::numeric_limits<int32_t>::min() ? lo : hi;
+      *error = Named(column) + std::to_string(v) + " does not fit INT32";
+      return false;
     }
   }
   if (column.type == ParquetType::kString && !column.dictionary.empty()) {
-    for (int64_t v : page.integers) {
-      if (v < 0 || static_cast<uint64_t>(v) >= column.dictionary.size()) {
-        *error = Named(column) + "dictionary index " + std::to_string(v) + " outside 0.." +
-                 std::to_string(column.dictionary.size() - 1);
-        return false;
-      }
+    const auto [lo, hi] = Bounds<int64_t>(page.integers);
+    if (lo < 0 || static_cast<uint64_t>(hi) >= column.dictionary.size()) {
+      *error = Named(column) + "dictionary index " + std::to_string(lo < 0 ? lo : hi) +
+               " outside 0.." + std::to_string(column.dictionary.size() - 1);
+      return false;
     }
   }
   if (column.type == ParquetType::kString && column.dictionary.empty()) {
@@ -135,11 +146,12 @@ int32_t EncodeValues(const ParquetColumnInfo& column, const ParquetColumnPage& p
         int bit_width = pq::BitWidthFor(column.dictionary.size());
         body->push_back(static_cast<char>(bit_width));
         pq::EncodeRleHybrid(page.integers, bit_width, body);
-        int64_t last = -1;
-        for (int64_t index : page.integers) {
-          if (index != last) statistics->AddText(column.dictionary[index]);
-          last = index;
-        }
+        // The bounds are those of the texts used: each compared once.
+        thread_local std::vector<uint8_t> used;
+        used.assign(column.dictionary.size(), 0);
+        for (int64_t index : page.integers) used[static_cast<size_t>(index)] = 1;
+        for (size_t i = 0; i < used.size(); ++i)
+          if (used[i]) statistics->AddText(column.dictionary[i]);
         return pq::encoding::kRleDictionary;
       }
       break;
@@ -153,7 +165,10 @@ int32_t EncodeValues(const ParquetColumnInfo& column, const ParquetColumnPage& p
 template <typename WriteHeader>
 bool FinishPage(std::string_view body, const ParquetColumnInfo& column, int32_t page_type, int16_t header_field,
                 WriteHeader write_header, EncodedPage* page, std::string* error) {
-  std::string compressed;
+  // Kept per thread: a page's buffer is large, and a new one costs its
+  // memory's first touch every time.
+  thread_local std::string compressed;
+  compressed.clear();
   if (!ZstdCompress(body, column.zstd_level, column.zstd_min_match, &compressed, error))
     return false;
   if (body.size() > kMaxI32 || compressed.size() > kMaxI32) {
@@ -184,16 +199,21 @@ EncodedPage EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnP
     return encoded;
   }
   int64_t present = 0;
+  uint8_t all = 0;
   for (uint8_t d : page.defined) {
-    if (d > 1) {
-      *error = Named(column) + "a definition flag of " + std::to_string(d) + ", not 0 or 1";
-      return encoded;
-    }
     present += d;
+    all |= d;
+  }
+  if (all > 1) {
+    const uint8_t d = *std::find_if(page.defined.begin(), page.defined.end(),
+                                    [](uint8_t d) { return d > 1; });
+    *error = Named(column) + "a definition flag of " + std::to_string(d) + ", not 0 or 1";
+    return encoded;
   }
   if (!CheckPage(column, page, present, error)) return encoded;
 
-  std::string body(pq::kLevelsLengthBytes, '\0');
+  thread_local std::string body;
+  body.assign(pq::kLevelsLengthBytes, '\0');
   pq::EncodeRleHybrid(page.defined, pq::kDefinitionLevelBitWidth, &body);
   std::string levels_length;
   pq::PutFixed32(static_cast<uint32_t>(body.size() - pq::kLevelsLengthBytes), &levels_length);
