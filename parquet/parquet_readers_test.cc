@@ -1,7 +1,7 @@
-// Files written with the Parquet encoder, read back by two readers that
-// share no code with it or with each other (DuckDB and hyparquet, through
-// tests/readers/read_parquet.mjs), compared cell by cell with what was
-// written; and the statistics as DuckDB reads them.
+// Files written with the Parquet encoder, read back by three readers that
+// share no code with it or with each other (DuckDB, hyparquet and
+// parquet-wasm, through tests/readers/read_parquet.mjs), compared cell by
+// cell with what was written; and the statistics as DuckDB reads them.
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
@@ -252,7 +252,7 @@ TEST_F(ParquetReadersTest, EveryCellReadsBack) {
   std::vector<Row> rows = MakeRows(3501);
   rows[1500] = Row();
   std::string path = WriteFile(rows, {{700, 700, 100}, {1}, {2000}}, dir_.path() + "/a.parquet");
-  for (const char* reader : {"duckdb", "hyparquet"}) ExpectRows(path, rows, reader);
+  for (const char* reader : {"duckdb", "hyparquet", "parquet-wasm"}) ExpectRows(path, rows, reader);
   // text: a dictionary for its first page, PLAIN from the second on (ten
   // texts pass its 6), in the third group from the first page on.
   const std::vector<std::string> encodings = Read(path, "duckdb", "encodings");

@@ -1,7 +1,8 @@
 """Checks Parquet exports against the long CSV of the same export, cell by
-cell, as two independent readers load them (DuckDB and hyparquet, through
-tests/readers/read_parquet.mjs), and that DuckDB loads the long CSV and the
-JSON Lines too.
+cell, as three independent readers load them (DuckDB, hyparquet and
+parquet-wasm, through tests/readers/read_parquet.mjs): ts the microseconds of
+long CSV's time stamp rounded down, ts_ns its exact nanoseconds; and that
+DuckDB loads the long CSV and the JSON Lines too.
 
     python3 parquet_check.py READERS_DIR PARQUET CSV JSONL [PARQUET CSV JSONL]...
 
@@ -73,7 +74,7 @@ def main():
         parquet, table, lines = args[i:i + 3]
         with open(table, newline="", encoding="utf-8") as f:
             expected = list(csv.reader(f))[1:]
-        for reader in ("duckdb", "hyparquet"):
+        for reader in ("duckdb", "hyparquet", "parquet-wasm"):
             got = read(readers, parquet, reader)
             assert len(got) == len(expected), f"{parquet}: {reader} reads {len(got)} rows"
             for n, (want, row) in enumerate(zip(expected, got)):
