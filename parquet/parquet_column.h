@@ -21,8 +21,10 @@ enum class ParquetLogical { kNone, kTimestampMicrosUtc, kString };
 //                        (ParquetDictionaryBuilder) and hands to the
 //                        assembler with the row group; a page without
 //                        indices (the dictionary grew too large) is PLAIN.
-// A column with a fixed dictionary (ParquetColumnInfo::dictionary) is
-// RLE_DICTIONARY whatever this says.
+// The pages of a column with a fixed dictionary (ParquetColumnInfo::
+// dictionary) give indices into it: RLE_DICTIONARY of those indices, or with
+// kChunkDictionary, of the indices of a chunk dictionary of the texts used
+// (which take fewer bits), PLAIN texts where it fell back.
 enum class ParquetEncoding { kPlain, kDeltaBinaryPacked, kChunkDictionary };
 
 // A column of the flat schema; every column is optional (nullable). Every

@@ -53,7 +53,7 @@ bool CheckPage(const ParquetColumnInfo& column, const ParquetColumnPage& page, i
     return false;
   }
   if (page.dictionary_values > 0) {
-    if (column.encoding != ParquetEncoding::kChunkDictionary || !column.dictionary.empty()) {
+    if (column.encoding != ParquetEncoding::kChunkDictionary) {
       *error = Named(column) + "dictionary indices on a column without a chunk dictionary";
       return false;
     }
@@ -102,57 +102,62 @@ bool CheckPage(const ParquetColumnInfo& column, const ParquetColumnPage& page, i
 // The present values, encoded, and their statistics; returns the encoding.
 int32_t EncodeValues(const ParquetColumnInfo& column, const ParquetColumnPage& page,
                      ParquetStatistics* statistics, std::string* body) {
+  const bool fixed = !column.dictionary.empty();
+  if (fixed) {
+    // The bounds are those of the texts used: each compared once.
+    thread_local std::vector<uint8_t> used;
+    used.assign(column.dictionary.size(), 0);
+    for (int64_t index : page.integers) used[static_cast<size_t>(index)] = 1;
+    for (size_t i = 0; i < used.size(); ++i)
+      if (used[i]) statistics->AddText(column.dictionary[i]);
+  } else if (column.type == ParquetType::kString) {
+    uint32_t begin = 0;
+    for (uint32_t end : page.text_ends) {
+      statistics->AddText(std::string_view(page.text).substr(begin, end - begin));
+      begin = end;
+    }
+  } else if (column.type == ParquetType::kDouble) {
+    statistics->AddReals(page.reals);
+  } else {
+    statistics->AddIntegers(page.integers);
+  }
+
   if (page.dictionary_values > 0) {
     const int bit_width = pq::BitWidthFor(page.dictionary_values);
     body->push_back(static_cast<char>(bit_width));
     pq::EncodeRleHybrid(page.indices, bit_width, body);
-    if (column.type == ParquetType::kString) {
-      uint32_t begin = 0;
-      for (uint32_t end : page.text_ends) {
-        statistics->AddText(std::string_view(page.text).substr(begin, end - begin));
-        begin = end;
-      }
-    } else {
-      statistics->AddIntegers(page.integers);
-    }
     return pq::encoding::kRleDictionary;
   }
-  const bool delta = column.encoding == ParquetEncoding::kDeltaBinaryPacked;
+  if (fixed && column.encoding != ParquetEncoding::kChunkDictionary) {
+    const int bit_width = pq::BitWidthFor(column.dictionary.size());
+    body->push_back(static_cast<char>(bit_width));
+    pq::EncodeRleHybrid(page.integers, bit_width, body);
+    return pq::encoding::kRleDictionary;
+  }
   switch (column.type) {
     case ParquetType::kInt32:
     case ParquetType::kInt64:
-      if (delta) {
+      if (column.encoding == ParquetEncoding::kDeltaBinaryPacked) {
         pq::EncodeDeltaBinaryPacked(page.integers, body);
-      } else if (column.type == ParquetType::kInt32) {
+        return pq::encoding::kDeltaBinaryPacked;
+      }
+      if (column.type == ParquetType::kInt32) {
         pq::EncodePlainInt32(page.integers, body);
       } else {
         pq::EncodePlainInt64(page.integers, body);
       }
-      statistics->AddIntegers(page.integers);
-      return delta ? pq::encoding::kDeltaBinaryPacked : pq::encoding::kPlain;
-    case ParquetType::kDouble:
-      pq::EncodePlainDouble(page.reals, body);
-      statistics->AddReals(page.reals);
       break;
+    case ParquetType::kDouble: pq::EncodePlainDouble(page.reals, body); break;
     case ParquetType::kString:
-      if (column.dictionary.empty()) {
-        pq::EncodePlainByteArrays(page.text, page.text_ends, body);
-        uint32_t begin = 0;
-        for (uint32_t end : page.text_ends) {
-          statistics->AddText(std::string_view(page.text).substr(begin, end - begin));
-          begin = end;
+      if (fixed) {
+        // A chunk dictionary that fell back: the texts themselves.
+        for (int64_t index : page.integers) {
+          const std::string& text = column.dictionary[static_cast<size_t>(index)];
+          pq::PutFixed32(static_cast<uint32_t>(text.size()), body);
+          body->append(text);
         }
       } else {
-        int bit_width = pq::BitWidthFor(column.dictionary.size());
-        body->push_back(static_cast<char>(bit_width));
-        pq::EncodeRleHybrid(page.integers, bit_width, body);
-        // The bounds are those of the texts used: each compared once.
-        thread_local std::vector<uint8_t> used;
-        used.assign(column.dictionary.size(), 0);
-        for (int64_t index : page.integers) used[static_cast<size_t>(index)] = 1;
-        for (size_t i = 0; i < used.size(); ++i)
-          if (used[i]) statistics->AddText(column.dictionary[i]);
-        return pq::encoding::kRleDictionary;
+        pq::EncodePlainByteArrays(page.text, page.text_ends, body);
       }
       break;
   }
@@ -252,6 +257,20 @@ EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, std::string* e
 
 EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetColumnPage& values,
                                  std::string* error) {
+  if (!column.dictionary.empty() && !values.integers.empty()) {
+    // Indices into a fixed dictionary: the texts they stand for.
+    ParquetColumnPage texts;
+    for (int64_t index : values.integers) {
+      if (index < 0 || static_cast<uint64_t>(index) >= column.dictionary.size()) {
+        *error = Named(column) + "dictionary index " + std::to_string(index) + " outside 0.." +
+                 std::to_string(column.dictionary.size() - 1);
+        return EncodedPage();
+      }
+      texts.text += column.dictionary[static_cast<size_t>(index)];
+      texts.text_ends.push_back(static_cast<uint32_t>(texts.text.size()));
+    }
+    return EncodeDictionaryPage(column, texts, error);
+  }
   std::string body;
   size_t count = 0;
   switch (column.type) {

@@ -31,7 +31,8 @@ EncodedPage EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnP
                            std::string* error);
 
 // A dictionary page: the values of `values` (integers, or text and
-// text_ends, as ParquetDictionaryBuilder::Take() gives them), PLAIN.
+// text_ends, as ParquetDictionaryBuilder::Take() gives them; for a column
+// with a fixed dictionary, indices into it that stand for its texts), PLAIN.
 EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetColumnPage& values,
                                  std::string* error);
 // The dictionary page of a column with a fixed dictionary.

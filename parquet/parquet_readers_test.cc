@@ -40,7 +40,7 @@ std::vector<std::string> Kinds() {
 
 // Every encoding: DELTA_BINARY_PACKED (i64 with differences of 64 bits),
 // chunk dictionaries (text's so small that its chunks fall back to PLAIN
-// part way), a fixed dictionary, PLAIN.
+// part way; kind's of the texts of a fixed dictionary), PLAIN.
 const std::vector<ParquetColumnInfo> kColumns = {
     {"ts", ParquetType::kInt64, ParquetLogical::kTimestampMicrosUtc, {},
      ParquetEncoding::kDeltaBinaryPacked},
@@ -48,7 +48,8 @@ const std::vector<ParquetColumnInfo> kColumns = {
     {"i64", ParquetType::kInt64, ParquetLogical::kNone, {}, ParquetEncoding::kDeltaBinaryPacked},
     {"real", ParquetType::kDouble, ParquetLogical::kNone, {}, ParquetEncoding::kPlain, 1, 5},
     {"text", ParquetType::kString, ParquetLogical::kString, {}, ParquetEncoding::kChunkDictionary},
-    {"kind", ParquetType::kString, ParquetLogical::kString, Kinds()},
+    {"kind", ParquetType::kString, ParquetLogical::kString, Kinds(),
+     ParquetEncoding::kChunkDictionary},
     {"raw", ParquetType::kString, ParquetLogical::kNone, {}, ParquetEncoding::kChunkDictionary},
 };
 constexpr size_t kTextColumn = 4;
@@ -128,7 +129,8 @@ std::string WriteFile(const std::vector<Row>& rows, const std::vector<std::vecto
   std::string bytes = file.Header();
   std::vector<ParquetDictionaryBuilder> dictionaries;
   for (size_t c = 0; c < kColumns.size(); ++c)
-    dictionaries.emplace_back(kColumns[c].type, c == kTextColumn ? 6 : 65536);
+    dictionaries.emplace_back(kColumns[c].dictionary.empty() ? kColumns[c].type : ParquetType::kInt64,
+                              c == kTextColumn ? 6 : 65536);
   size_t begin = 0;
   for (const std::vector<size_t>& page_rows : groups) {
     std::vector<std::vector<EncodedPage>> pages(kColumns.size());
