@@ -20,7 +20,7 @@ enum Reads { kNative, kLossy, kRefused };
 //    (convertPrimitiveField): INT32 -> IntegerType, INT64 -> LongType,
 //    DOUBLE -> DoubleType, BINARY with STRING/UTF8 -> StringType, INT64
 //    TIMESTAMP(MICROS or MILLIS) -> TimestampType; TIMESTAMP(NANOS) is
-//    "Illegal Parquet type" (3.4 and later read it as a plain long only under
+//    "Illegal Parquet type" (later releases read it as a plain long only under
 //    spark.sql.legacy.parquet.nanosAsLong).
 //  Trino: trinodb/trino lib/trino-parquet and the Hive/Iceberg connector
 //    docs (trino.io/docs/current/connector/hive.html, iceberg.html): INT32,
