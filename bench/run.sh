@@ -5,7 +5,9 @@
 # exports of it with one thread (QORARC_THREADS=1) and with the default
 # threads, against `cat` of their output as the byte-moving floor, reports
 # the peak memory of each export for 3 and 10 million items, checks the
-# output byte for byte against a straightforward reference export, and ends
+# output byte for byte against a straightforward reference export, puts the
+# Parquet export beside long CSV and beside DuckDB's own Parquet of the same
+# rows (column by column, CPU and wall time with 1 and 2 threads), and ends
 # with the micro-benchmarks.
 #
 #   bench/run.sh              RUNS=9 bench/run.sh   (runs per figure, default 5)
@@ -145,6 +147,49 @@ echo "Parquet: no slower per item than long CSV, at most a fifth of its size,"
 echo "peak RSS <= 128 MiB at any archive size."
 awk -v pq="$(stat -c %s "$out/parquet.out")" -v lc="$(stat -c %s "$out/longcsv.out")" 'BEGIN {
   printf "Parquet file: %.1f MB, long CSV %.1f MB (%.1f%%; aim <= 20%%)\n", pq / 1e6, lc / 1e6, 100 * pq / lc }'
+
+# Parquet beside long CSV and beside what DuckDB writes of the same rows:
+# its re-encoding of our file and its COPY of the long CSV, both with ZSTD
+# (through DuckDB's library in tests/readers, threads set for each run).
+# Per column and in all, and the CPU and wall time of each with 1 and 2
+# threads (for DuckDB, its whole node process).
+if [ -d tests/readers/node_modules ]; then
+  pq_file=$out/ours.parquet
+  # One SQL text, run once in a new node process (which becomes the shell),
+  # its printed result dropped.
+  duck='exec node bench/duckdb_query.mjs "$1" 1 >/dev/null'
+  for t in 1 2; do
+    fresh="$pq_file"
+    measure "$runs" "pq.$t" env QORARC_THREADS=$t "$qorarc" -i "$arc" -o "$pq_file" --parquet plant
+    fresh="$out/longcsv.csv"
+    measure "$runs" "lc.$t" env QORARC_THREADS=$t "$qorarc" -i "$arc" -o "$out/longcsv.csv" --long-csv plant
+  done
+  for t in 1 2; do
+    fresh="$out/duck_ours.parquet"
+    measure "$runs" "duckours.$t" sh -c "$duck" sh "SET threads = $t; COPY (FROM read_parquet('$pq_file')) TO '$out/duck_ours.parquet' (FORMAT parquet, COMPRESSION zstd)"
+    fresh="$out/duck_csv.parquet"
+    measure "$runs" "duckcsv.$t" sh -c "$duck" sh "SET threads = $t; COPY (FROM read_csv('$out/longcsv.csv')) TO '$out/duck_csv.parquet' (FORMAT parquet, COMPRESSION zstd)"
+    fresh=""
+  done
+  echo "Parquet of $(awk 'END { print NR - 1 }' "$out/longcsv.csv") rows, per column and in all (MB):"
+  node bench/parquet_columns.mjs "QorArc=$pq_file" "DuckDB re-encoding=$out/duck_ours.parquet" \
+    "DuckDB from long CSV=$out/duck_csv.parquet"
+  printf '%-26s %9s %11s %11s %11s %11s\n' "" "size MB" "CPU 1 thr" "wall 1 thr" "CPU 2 thr" "wall 2 thr"
+  for row in "QorArc Parquet:pq.1:pq.2:$pq_file" "QorArc long CSV:lc.1:lc.2:$out/longcsv.csv" \
+    "DuckDB re-encoding:duckours.1:duckours.2:$out/duck_ours.parquet" \
+    "DuckDB from long CSV:duckcsv.1:duckcsv.2:$out/duck_csv.parquet"; do
+    IFS=: read -r label one two file <<EOT
+$row
+EOT
+    awk -v label="$label" -v size="$(stat -c %s "$file")" -v c1="$(cpu "$one")" -v w1="$(wall "$one")" \
+      -v c2="$(cpu "$two")" -v w2="$(wall "$two")" 'BEGIN {
+      printf "%-26s %9.1f %9.3f s %9.3f s %9.3f s %9.3f s\n", label, size / 1e6, c1, w1, c2, w2 }'
+  done
+  echo "Targets: QorArc's file no larger than DuckDB's re-encoding of it; its CPU with one thread"
+  echo "no more than long CSV's."
+  rm -f "$pq_file" "$out/longcsv.csv" "$out/duck_ours.parquet" "$out/duck_csv.parquet"
+  echo
+fi
 
 # Compressed output: -o NAME.zst and NAME.gz, members of 1 MiB compressed by
 # the export's threads; checked to decompress to the plain bytes, and to be

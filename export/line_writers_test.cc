@@ -126,11 +126,21 @@ TEST(LineWritersTest, ParquetTimeStampsAndTextCutAtNul) {
   int64_t unix_time = std::chrono::nanoseconds(std::chrono::sys_days(
       std::chrono::year{2021} / std::chrono::March / 4).time_since_epoch()).count() +
       18'367'123'456'789;
-  std::string ts = "\x02\x00\x00\x00\x03\x02"s;  // levels: null, defined
-  for (int i = 0; i < 8; ++i, unix_time >>= 8) ts += static_cast<char>(unix_time & 0xFF);
-  EXPECT_NE(bodies.find(ts), std::string::npos);
-  EXPECT_NE(bodies.find("\x02\x00\x00\x00\x03\x03" "\x02\x00\x00\x00" "ab" "\x01\x00\x00\x00" "x"s),
-            std::string::npos);
+  // ts and ts_ns: levels (null, defined), then DELTA_BINARY_PACKED of one
+  // value: block of 128, 4 miniblocks, 1 value, the value zigzag-encoded.
+  auto delta_page = [](int64_t value) {
+    std::string bytes = "\x02\x00\x00\x00\x03\x02" "\x80\x01\x04\x01"s;
+    for (uint64_t v = static_cast<uint64_t>(value) << 1; ; v >>= 7) {
+      bytes += static_cast<char>(v >= 0x80 ? (v & 0x7F) | 0x80 : v);
+      if (v < 0x80) break;
+    }
+    return bytes;
+  };
+  EXPECT_NE(bodies.find(delta_page(unix_time / 1000)), std::string::npos);
+  EXPECT_NE(bodies.find(delta_page(unix_time)), std::string::npos);
+  // text: the chunk's dictionary, then indices 0 and 1 at 1 bit.
+  EXPECT_NE(bodies.find("\x02\x00\x00\x00" "ab" "\x01\x00\x00\x00" "x"s), std::string::npos);
+  EXPECT_NE(bodies.find("\x02\x00\x00\x00\x03\x03" "\x01" "\x03\x02"s), std::string::npos);
 }
 
 // The longest text, every byte escaped to six in JSON Lines and every byte

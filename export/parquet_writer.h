@@ -1,7 +1,11 @@
 // The Parquet writer (-pq): the rows of long CSV (export/long_rows.h), typed,
 // in a columnar file that analytic engines read natively:
 //
-//   ts        INT64 timestamp, nanoseconds, UTC-adjusted; null without one
+//   ts        INT64 timestamp, microseconds, UTC-adjusted (the type every
+//             engine reads natively): the nanoseconds rounded down; null
+//             without a time stamp
+//   ts_ns     INT64: the exact nanoseconds since 1970-01-01 UTC; null
+//             without a time stamp
 //   id        INT32; null when the item has none
 //   class     string, dictionary-encoded; null when empty
 //   type      string, dictionary-encoded; null when empty
@@ -16,12 +20,14 @@
 //
 // A cell that long CSV leaves empty is null here. Rows go into pages of
 // kPageRows rows (fewer where their texts fill kPageTextBytes) and row
-// groups of about a million rows (fewer where their pages fill
-// kRowGroupBytes), cut by the rows alone, so the file is the same for any
-// number of threads: pages are encoded and compressed (ZSTD) by worker
-// threads, and row groups are written in order by the thread that writes
-// the items. The bounds keep the memory of an export flat, long texts
-// included.
+// groups of kRowGroupPages pages (fewer where their texts fill
+// kRowGroupTextBytes), cut by the rows alone, so the file is the same for
+// any number of threads: the thread that writes the items maps each page's
+// values onto the dictionaries of its row group's column chunks (id, index
+// and text) in file order; pages are then encoded and compressed (ZSTD) by
+// worker threads, and row groups are written in order by the thread that
+// writes the items. The bounds keep the memory of an export flat, long
+// texts included.
 #pragma once
 
 #include <array>
@@ -37,6 +43,7 @@
 #include "export/export_item.h"
 #include "export/long_rows.h"
 #include "export/writer.h"
+#include "parquet/parquet_dictionary.h"
 #include "parquet/parquet_file_assembler.h"
 
 namespace qorarc {
@@ -45,12 +52,12 @@ class ParquetWriter final : public Writer {
  public:
   static constexpr int64_t kPageRows = 64 * 1024;
   static constexpr size_t kPageTextBytes = 2 * 1024 * 1024;
-  static constexpr int64_t kRowGroupRows = 16 * kPageRows;  // 1,048,576
-  static constexpr size_t kRowGroupBytes = 24 * 1024 * 1024;  // encoded
+  static constexpr int64_t kRowGroupPages = 16;  // 1,048,576 rows
+  static constexpr size_t kRowGroupTextBytes = 24 * 1024 * 1024;
   // Pages being encoded or waiting for their row group: bounds the memory
   // of an export whatever the number of threads.
   static constexpr size_t kMaxPagesInFlight = 4;
-  static constexpr size_t kColumns = 9;
+  static constexpr size_t kColumns = 10;
 
   // `threads`: threads that encode pages, this one included; 1 encodes here.
   ParquetWriter(WriterTarget out, int threads);
@@ -74,8 +81,12 @@ class ParquetWriter final : public Writer {
 
   void AddRow(const ExportItem& item, int64_t ts, const std::array<int64_t, 3>& texts,
               const LongRow& row);
-  // Hands the page being filled to the encoders.
-  void Submit();
+  // Maps the page being filled onto the chunk dictionaries and hands it to
+  // the encoders; `ends_group`: the last page of the file.
+  void Submit(bool ends_group);
+  // The row group ends with the pages submitted: its chunk dictionaries
+  // are kept for WriteRowGroup(), and the next pages start new ones.
+  void EndGroup();
   // Waits for the oldest page in flight and adds it to the row group.
   void CollectOldest();
   void WriteRowGroup();
@@ -87,20 +98,31 @@ class ParquetWriter final : public Writer {
   ParquetFileAssembler file_;
   // Dictionary index of each class, type and level text.
   std::array<std::unordered_map<std::string_view, int64_t>, 3> indices_;
+  // The texts looked up last, by column and by where they lie: the texts of
+  // items are views of static tables, so a text is mostly found here.
   struct TextIndex {
     std::string_view text;
     int64_t index = -1;
   };
-  std::array<TextIndex, 3> last_texts_;  // the last text looked up, by column
+  static constexpr size_t kTextCacheSlots = 64;
+  std::array<std::array<TextIndex, kTextCacheSlots>, 3> text_cache_;
   std::string text_;  // a log message repaired
 
   int threads_;
   std::unique_ptr<Page> current_;
   std::deque<std::unique_ptr<Page>> in_flight_;  // in file order
   std::vector<std::unique_ptr<Page>> spare_;
+  // The chunk dictionaries of the row group being submitted, by column
+  // (used by the columns of ParquetEncoding::kChunkDictionary), what is
+  // submitted of it, and the values of the dictionaries of the row groups
+  // that ended but are not written yet, oldest first.
+  std::vector<ParquetDictionaryBuilder> dictionaries_;
+  int64_t submitted_pages_ = 0;
+  size_t submitted_text_bytes_ = 0;
+  std::deque<std::vector<ParquetColumnPage>> ended_dictionaries_;
   std::vector<std::vector<EncodedPage>> group_;  // the row group's pages by column
+  std::string row_group_;  // the bytes of the last row group, kept for the next
   int64_t group_rows_ = 0;
-  size_t group_bytes_ = 0;
 
   // The encoders: a page submitted belongs to the thread that encodes it
   // until it is waited for. Last: its threads stop before the rest goes.

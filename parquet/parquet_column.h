@@ -9,7 +9,23 @@
 namespace qorarc {
 
 enum class ParquetType { kInt32, kInt64, kDouble, kString };
-enum class ParquetLogical { kNone, kTimestampNanosUtc, kString };
+// kTimestampMicrosUtc: TIMESTAMP(MICROS, isAdjustedToUTC=true), with the
+// converted type TIMESTAMP_MICROS; kString: STRING, converted type UTF8.
+enum class ParquetLogical { kNone, kTimestampMicrosUtc, kString };
+
+// How the data pages of a column write its values:
+//   kPlain               PLAIN;
+//   kDeltaBinaryPacked   DELTA_BINARY_PACKED (kInt32 and kInt64 only);
+//   kChunkDictionary     RLE_DICTIONARY indices into the dictionary of the
+//                        column chunk, which the caller builds
+//                        (ParquetDictionaryBuilder) and hands to the
+//                        assembler with the row group; a page without
+//                        indices (the dictionary grew too large) is PLAIN.
+// The pages of a column with a fixed dictionary (ParquetColumnInfo::
+// dictionary) give indices into it: RLE_DICTIONARY of those indices, or with
+// kChunkDictionary, of the indices of a chunk dictionary of the texts used
+// (which take fewer bits), PLAIN texts where it fell back.
+enum class ParquetEncoding { kPlain, kDeltaBinaryPacked, kChunkDictionary };
 
 // A column of the flat schema; every column is optional (nullable). Every
 // member has an initializer, so that a braced initializer may leave the
@@ -17,11 +33,16 @@ enum class ParquetLogical { kNone, kTimestampNanosUtc, kString };
 struct ParquetColumnInfo {
   std::string name = {};
   ParquetType type = ParquetType::kInt64;
-  // kTimestampNanosUtc only on kInt64, kString only on kString.
+  // kTimestampMicrosUtc only on kInt64, kString only on kString.
   ParquetLogical logical = ParquetLogical::kNone;
   // kString only: a fixed dictionary for the whole file; the pages' values are
-  // then indices into it. Empty: PLAIN byte arrays.
+  // then indices into it. Empty: no fixed dictionary.
   std::vector<std::string> dictionary = {};
+  ParquetEncoding encoding = ParquetEncoding::kPlain;
+  // The ZSTD level of the column's pages, and the shortest match ZSTD looks
+  // for (0: the level's own; see base/zstd_compress.h).
+  int zstd_level = 1;
+  int zstd_min_match = 0;
 };
 
 // One page of one column, filled by the caller row by row.
@@ -35,6 +56,12 @@ struct ParquetColumnPage {
   std::vector<double> reals = {};
   std::string text = {};
   std::vector<uint32_t> text_ends = {};
+  // A page of a kChunkDictionary column, when dictionary_values is not 0:
+  // the index of each present value in the chunk's dictionary, which then
+  // has dictionary_values values. The values stay above too: they give the
+  // page's statistics.
+  std::vector<uint32_t> indices = {};
+  uint32_t dictionary_values = 0;
 
   // Empties the page and keeps its memory for the next one.
   void Clear() {
@@ -43,9 +70,17 @@ struct ParquetColumnPage {
     reals.clear();
     text.clear();
     text_ends.clear();
+    indices.clear();
+    dictionary_values = 0;
   }
   int64_t rows() const { return static_cast<int64_t>(defined.size()); }
 };
+
+// How the schema declares a column (the numbers of parquet::type and
+// parquet::converted_type): its physical type, and its converted type, -1
+// for none. Every column is OPTIONAL.
+int32_t ParquetPhysicalType(ParquetType type);
+int32_t ParquetConvertedType(ParquetLogical logical);
 
 // Empty when the columns can be written, else why not: no columns, a column
 // without a name, a logical type its type cannot carry, a dictionary on a

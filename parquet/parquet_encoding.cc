@@ -76,20 +76,39 @@ int BitWidthFor(uint64_t count) {
 
 namespace {
 
+// Eight definition levels (bytes 0 or 1) from p, as the 8 bits of a
+// bit-packed group, the first lowest: the product puts byte i's bit at bit
+// 56 + i, and no two of its terms share a bit.
+uint8_t PackLevels(const uint8_t* p) {
+  uint64_t bytes;
+  std::memcpy(&bytes, p, sizeof bytes);
+  return static_cast<uint8_t>((bytes * 0x0102040810204080u) >> 56);
+}
+
 // Appends bit-packed groups of 8 values from values[begin, end) (end - begin
 // a multiple of 8, values past the span's end count as 0), lowest bit first.
 template <typename T>
 void PutBitPacked(std::span<const T> values, size_t begin, size_t end, int bit_width,
                   std::string* out) {
   PutVarint(((end - begin) / kBitPackedGroup) << 1 | 1, out);
+  const size_t at = out->size();
+  out->resize(at + (end - begin) / kBitPackedGroup * static_cast<size_t>(bit_width));
+  char* p = out->data() + at;
+  size_t i = begin;
+  if constexpr (std::is_same_v<T, uint8_t> && std::endian::native == std::endian::little) {
+    if (bit_width == 1) {
+      for (; i + kBitPackedGroup <= std::min(end, values.size()); i += kBitPackedGroup)
+        *p++ = static_cast<char>(PackLevels(values.data() + i));
+    }
+  }
   uint64_t buffer = 0;  // bits not yet written, lowest first
   int buffered = 0;
-  for (size_t i = begin; i < end; ++i) {
+  for (; i < end; ++i) {
     uint64_t v = i < values.size() ? static_cast<uint64_t>(values[i]) : 0;
     buffer |= v << buffered;
     buffered += bit_width;
     while (buffered >= 8) {
-      out->push_back(static_cast<char>(buffer));
+      *p++ = static_cast<char>(buffer);
       buffer >>= 8;
       buffered -= 8;
     }
@@ -102,12 +121,35 @@ void PutRleRun(uint64_t value, size_t count, int bit_width, std::string* out) {
   for (int i = 0; i < (bit_width + 7) / 8; ++i) out->push_back(static_cast<char>(value >> (8 * i)));
 }
 
+// Whether the 8 bytes from p all equal `byte`.
+bool EightOf(const uint8_t* p, uint8_t byte) {
+  uint64_t bytes;
+  std::memcpy(&bytes, p, sizeof bytes);
+  return bytes == byte * uint64_t{0x0101010101010101};
+}
+
 // How many times values[i] repeats from i on.
 template <typename T>
 size_t RunLength(std::span<const T> values, size_t i) {
   size_t j = i + 1;
+  if constexpr (std::is_same_v<T, uint8_t>) {
+    while (j + 8 <= values.size() && EightOf(values.data() + j, values[i])) j += 8;
+  }
   while (j < values.size() && values[j] == values[i]) ++j;
   return j - i;
+}
+
+// Whether a run of at least 8 values starts at values[i].
+template <typename T>
+bool RunOfAGroup(std::span<const T> values, size_t i) {
+  if (i + kBitPackedGroup > values.size()) return false;
+  if constexpr (std::is_same_v<T, uint8_t>) {
+    return EightOf(values.data() + i, values[i]);
+  } else {
+    for (size_t j = i + 1; j < i + kBitPackedGroup; ++j)
+      if (values[j] != values[i]) return false;
+    return true;
+  }
 }
 
 // A run counts at most 2^31 - 1 values, so that readers can keep the count in
@@ -129,8 +171,7 @@ void EncodeHybrid(std::span<const T> values, int bit_width, std::string* out) {
     size_t end = i;
     do {
       end += kBitPackedGroup;
-    } while (end < values.size() && end - i < kMaxBitPackedValues &&
-             RunLength(values, end) < kBitPackedGroup);
+    } while (end < values.size() && end - i < kMaxBitPackedValues && !RunOfAGroup(values, end));
     PutBitPacked(values, i, end, bit_width, out);
     i = end;
   }
@@ -144,6 +185,70 @@ void EncodeRleHybrid(std::span<const uint8_t> values, int bit_width, std::string
 
 void EncodeRleHybrid(std::span<const int64_t> values, int bit_width, std::string* out) {
   EncodeHybrid(values, bit_width, out);
+}
+
+void EncodeRleHybrid(std::span<const uint32_t> values, int bit_width, std::string* out) {
+  EncodeHybrid(values, bit_width, out);
+}
+
+namespace {
+
+// Appends `values` (a multiple of 8 of them, each below 2^bit_width) packed
+// at `bit_width` bits, lowest bit first: 0 bits write nothing.
+void PackBits(std::span<const uint64_t> values, int bit_width, std::string* out) {
+  if (bit_width == 0) return;
+  const size_t at = out->size();
+  out->resize(at + values.size() * bit_width / 8);
+  char* p = out->data() + at;
+  uint64_t buffer = 0;  // bits not yet written, lowest first
+  int buffered = 0;     // below 64
+  for (const uint64_t v : values) {
+    buffer |= v << buffered;
+    buffered += bit_width;
+    if (buffered >= 64) {
+      for (int i = 0; i < 8; ++i) *p++ = static_cast<char>(buffer >> (8 * i));
+      buffered -= 64;
+      // The bits of v that did not fit.
+      buffer = buffered == 0 ? 0 : v >> (bit_width - buffered);
+    }
+  }
+  // 8 values of any width fill whole bytes.
+  for (int i = 0; i < buffered / 8; ++i) *p++ = static_cast<char>(buffer >> (8 * i));
+}
+
+}  // namespace
+
+void EncodeDeltaBinaryPacked(std::span<const int64_t> values, std::string* out) {
+  PutVarint(kDeltaBlockValues, out);
+  PutVarint(kDeltaMiniblocks, out);
+  PutVarint(values.size(), out);
+  PutVarint(ZigZag(values.empty() ? 0 : values[0]), out);
+  uint64_t deltas[kDeltaBlockValues];
+  for (size_t begin = 1; begin < values.size(); begin += kDeltaBlockValues) {
+    const size_t n = std::min(kDeltaBlockValues, values.size() - begin);
+    int64_t min_delta = std::numeric_limits<int64_t>::max();
+    for (size_t i = 0; i < n; ++i) {
+      // Differences and their offsets from the smallest wrap as unsigned numbers.
+      deltas[i] = static_cast<uint64_t>(values[begin + i]) - static_cast<uint64_t>(values[begin + i - 1]);
+      min_delta = std::min(min_delta, static_cast<int64_t>(deltas[i]));
+    }
+    std::fill(deltas + n, deltas + kDeltaBlockValues, static_cast<uint64_t>(min_delta));
+    for (uint64_t& d : deltas) d -= static_cast<uint64_t>(min_delta);
+    PutVarint(ZigZag(min_delta), out);
+    // Miniblocks past the values have width 0 and no bytes.
+    int widths[kDeltaMiniblocks];
+    for (size_t m = 0; m < kDeltaMiniblocks; ++m) {
+      uint64_t all = 0;
+      for (size_t i = m * kDeltaMiniblockValues; i < (m + 1) * kDeltaMiniblockValues; ++i)
+        all |= deltas[i];
+      widths[m] = m * kDeltaMiniblockValues < n ? std::bit_width(all) : 0;
+      out->push_back(static_cast<char>(widths[m]));
+    }
+    for (size_t m = 0; m < kDeltaMiniblocks; ++m) {
+      PackBits(std::span<const uint64_t>(deltas + m * kDeltaMiniblockValues, kDeltaMiniblockValues),
+               widths[m], out);
+    }
+  }
 }
 
 }  // namespace qorarc::parquet

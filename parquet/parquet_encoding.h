@@ -1,5 +1,6 @@
-// The value encodings of Parquet pages that the encoder uses: PLAIN, and the
-// RLE/bit-packed hybrid of definition levels and dictionary indices.
+// The value encodings of Parquet pages that the encoder uses: PLAIN, the
+// RLE/bit-packed hybrid of definition levels and dictionary indices, and
+// DELTA_BINARY_PACKED for integers.
 #pragma once
 
 #include <cstdint>
@@ -32,5 +33,13 @@ int BitWidthFor(uint64_t count);
 // Every value must fit the bit width.
 void EncodeRleHybrid(std::span<const uint8_t> values, int bit_width, std::string* out);
 void EncodeRleHybrid(std::span<const int64_t> values, int bit_width, std::string* out);
+void EncodeRleHybrid(std::span<const uint32_t> values, int bit_width, std::string* out);
+
+// DELTA_BINARY_PACKED: blocks of kDeltaBlockValues differences between
+// consecutive values, each block its smallest difference and, per miniblock
+// of kDeltaMiniblockValues, the differences above it bit-packed at the
+// fewest bits that hold them (0 to 64). Differences wrap around as 64-bit
+// numbers do, so every INT64 sequence is encoded, extremes included.
+void EncodeDeltaBinaryPacked(std::span<const int64_t> values, std::string* out);
 
 }  // namespace qorarc::parquet

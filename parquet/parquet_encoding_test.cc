@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
 #include <string>
 #include <vector>
@@ -53,6 +54,44 @@ TEST(ParquetEncodingTest, RleHybrid) {
   std::string out;
   EncodeRleHybrid(levels, 1, &out);
   EXPECT_EQ(out, "\x03\xFB\x12\x01");
+}
+
+std::string Bytes(std::initializer_list<int> bytes) {
+  std::string s;
+  for (int b : bytes) s += static_cast<char>(b);
+  return s;
+}
+
+// Header: block of 128 (varint 80 01), 4 miniblocks, the count, the first
+// value zigzag-encoded; then per block its smallest difference (zigzag), 4
+// bit widths and the miniblocks of 32 offsets.
+TEST(ParquetEncodingTest, DeltaBinaryPacked) {
+  const std::string head = "\x80\x01\x04";
+  std::vector<int64_t> ramp(129);
+  for (int i = 0; i < 129; ++i) ramp[i] = i * 3;
+  const struct {
+    const char* what;
+    std::vector<int64_t> values;
+    std::string bytes;
+  } cases[] = {
+      {"nothing", {}, head + Bytes({0, 0})},
+      {"one value", {-2}, head + Bytes({1, 3})},
+      {"the documents' first example: 1 to 5", {1, 2, 3, 4, 5},
+       head + Bytes({5, 2, 2, 0, 0, 0, 0})},
+      {"the documents' second example: 7 5 3 1 2 3 4 5", {7, 5, 3, 1, 2, 3, 4, 5},
+       head + Bytes({8, 14, 3, 2, 0, 0, 0, 0xC0, 0x3F}) + std::string(6, '\0')},
+      {"129 values: one whole block of width 0", ramp, head + Bytes({0x81, 1, 0, 6, 0, 0, 0, 0})},
+      {"differences of 64 bits wrap around",
+       {std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max()},
+       head + Bytes({2, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x01, 1, 0, 0, 0, 0})},
+      {"a miniblock of width 0 takes no bytes; one of 2 values is padded to 32",
+       Join(Repeat(0, 33), {1, 9}), head + Bytes({35, 0, 0, 0, 4, 0, 0, 0x81}) + std::string(15, '\0')},
+  };
+  for (const auto& c : cases) {
+    std::string out;
+    EncodeDeltaBinaryPacked(c.values, &out);
+    EXPECT_EQ(out, c.bytes) << c.what;
+  }
 }
 
 TEST(ParquetEncodingTest, BitWidthFor) {

@@ -1,5 +1,6 @@
 #include "parquet/parquet_file_assembler.h"
 
+#include <bit>
 #include <utility>
 
 #include "parquet/parquet_encoding.h"
@@ -12,26 +13,15 @@ namespace {
 
 namespace pq = parquet;
 
-int32_t PhysicalType(ParquetType type) {
-  switch (type) {
-    case ParquetType::kInt32: return pq::type::kInt32;
-    case ParquetType::kInt64: return pq::type::kInt64;
-    case ParquetType::kDouble: return pq::type::kDouble;
-    case ParquetType::kString: return pq::type::kByteArray;
-  }
-  return pq::type::kByteArray;
-}
-
 void WriteSchemaLeaf(const ParquetColumnInfo& column, pq::ThriftWriter* writer) {
   namespace element = pq::schema_element;
   writer->BeginStruct();
-  writer->I32Field(element::kType, PhysicalType(column.type));
+  writer->I32Field(element::kType, ParquetPhysicalType(column.type));
   writer->I32Field(element::kRepetitionType, pq::repetition::kOptional);
   writer->BinaryField(element::kName, column.name);
-  if (column.logical == ParquetLogical::kString) {
-    writer->I32Field(element::kConvertedType, pq::converted_type::kUtf8);
-  }
-  // Nanosecond timestamps have no converted type.
+  // The converted type too, for readers that predate logical types.
+  const int32_t converted = ParquetConvertedType(column.logical);
+  if (converted >= 0) writer->I32Field(element::kConvertedType, converted);
   if (column.logical != ParquetLogical::kNone) {
     writer->BeginStructField(element::kLogicalType);
     if (column.logical == ParquetLogical::kString) {
@@ -41,7 +31,7 @@ void WriteSchemaLeaf(const ParquetColumnInfo& column, pq::ThriftWriter* writer) 
       writer->BeginStructField(pq::logical_type::kTimestamp);
       writer->BoolField(pq::timestamp_type::kIsAdjustedToUtc, true);
       writer->BeginStructField(pq::timestamp_type::kUnit);
-      writer->BeginStructField(pq::time_unit::kNanos);
+      writer->BeginStructField(pq::time_unit::kMicros);
       writer->EndStruct();
       writer->EndStruct();
       writer->EndStruct();
@@ -97,28 +87,40 @@ std::string ParquetFileAssembler::CheckPages(
   return "";
 }
 
-std::string ParquetFileAssembler::RowGroup(
-    const std::vector<std::vector<EncodedPage>>& pages_by_column, std::string* error) {
+bool ParquetFileAssembler::AppendRowGroup(
+    const std::vector<std::vector<EncodedPage>>& pages_by_column,
+    const std::vector<EncodedPage>& dictionary_pages, std::string* out, std::string* error) {
   std::string problem = CheckPages(pages_by_column);
+  if (problem.empty() && !dictionary_pages.empty() && dictionary_pages.size() != columns_.size()) {
+    problem = "Parquet dictionary pages for " + std::to_string(dictionary_pages.size()) +
+              " columns in a file of " + std::to_string(columns_.size());
+  }
   if (!problem.empty()) {
     *error = problem;
-    return "";
+    return false;
   }
-  std::string bytes;
+  // The offsets in the file of bytes appended at *out's end.
+  std::string& bytes = *out;
+  const uint64_t start = offset_ - bytes.size();
   Group group;
   group.offset = offset_;
   for (size_t c = 0; c < columns_.size(); ++c) {
     Chunk chunk;
-    const EncodedPage& dictionary = dictionary_pages_[c];
+    // Levels are RLE; a dictionary page is PLAIN.
+    chunk.encodings = 1u << pq::encoding::kRle;
+    const bool own = !dictionary_pages.empty() && !dictionary_pages[c].bytes.empty();
+    const EncodedPage& dictionary = own ? dictionary_pages[c] : dictionary_pages_[c];
     if (!dictionary.bytes.empty()) {
-      chunk.dictionary_page_offset = offset_ + bytes.size();
+      chunk.encodings |= 1u << pq::encoding::kPlain;
+      chunk.dictionary_page_offset = start + bytes.size();
       chunk.uncompressed_bytes += dictionary.uncompressed_bytes;
       chunk.compressed_bytes += dictionary.bytes.size();
       bytes += dictionary.bytes;
     }
-    chunk.data_page_offset = offset_ + bytes.size();
+    chunk.data_page_offset = start + bytes.size();
     for (const EncodedPage& page : pages_by_column[c]) {
       chunk.values += page.rows;
+      chunk.encodings |= 1u << page.encoding;
       chunk.uncompressed_bytes += page.uncompressed_bytes;
       chunk.compressed_bytes += page.bytes.size();
       chunk.statistics.Merge(page.statistics);
@@ -127,10 +129,17 @@ std::string ParquetFileAssembler::RowGroup(
     group.rows = chunk.values;
     group.chunks.push_back(std::move(chunk));
   }
-  offset_ += bytes.size();
+  offset_ = start + bytes.size();
   rows_ += group.rows;
   groups_.push_back(std::move(group));
-  return bytes;
+  return true;
+}
+
+std::string ParquetFileAssembler::RowGroup(
+    const std::vector<std::vector<EncodedPage>>& pages_by_column,
+    const std::vector<EncodedPage>& dictionary_pages, std::string* error) {
+  std::string bytes;
+  return AppendRowGroup(pages_by_column, dictionary_pages, &bytes, error) ? bytes : "";
 }
 
 std::string ParquetFileAssembler::Footer() {
@@ -165,12 +174,11 @@ std::string ParquetFileAssembler::Footer() {
       // No column metadata stands outside the footer.
       writer.I64Field(pq::column_chunk::kFileOffset, 0);
       writer.BeginStructField(pq::column_chunk::kMetaData);
-      writer.I32Field(cm::kType, PhysicalType(column.type));
-      bool dictionary = chunk.dictionary_page_offset != 0;
-      writer.ListField(cm::kEncodings, pq::compact::kI32, dictionary ? 3 : 2);
-      writer.I32Element(pq::encoding::kPlain);
-      writer.I32Element(pq::encoding::kRle);
-      if (dictionary) writer.I32Element(pq::encoding::kRleDictionary);
+      writer.I32Field(cm::kType, ParquetPhysicalType(column.type));
+      const bool dictionary = chunk.dictionary_page_offset != 0;
+      writer.ListField(cm::kEncodings, pq::compact::kI32, std::popcount(chunk.encodings));
+      for (int32_t e = 0; e < 32; ++e)
+        if (chunk.encodings >> e & 1) writer.I32Element(e);
       writer.ListField(cm::kPathInSchema, pq::compact::kBinary, 1);
       writer.BinaryElement(column.name);
       writer.I32Field(cm::kCodec, pq::codec::kZstd);

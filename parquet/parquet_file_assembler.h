@@ -27,13 +27,25 @@ class ParquetFileAssembler {
 
   // One row group from the encoded data pages of each column, in column
   // order, every column with the same number of rows (at least one) and every
-  // page with at least one row. Returns the bytes to write next: per column
-  // its dictionary page (a column with a dictionary) and its data pages. The
-  // offsets, sizes, encodings and merged statistics are kept for the footer.
-  // Pages that do not fit: an empty string and *error set to a one-line
-  // reason; the file stays as it was.
+  // page with at least one row, and the dictionary page of each column's
+  // chunk dictionary (EncodeDictionaryPage; no bytes, or none given: no
+  // chunk dictionary). Returns the bytes to write next: per column its
+  // dictionary page (its chunk's, else its fixed dictionary's) and its data
+  // pages. The offsets, sizes, encodings and merged statistics are kept for
+  // the footer. Pages that do not fit: an empty string and *error set to a
+  // one-line reason; the file stays as it was.
   std::string RowGroup(const std::vector<std::vector<EncodedPage>>& pages_by_column,
-                       std::string* error);
+                       const std::vector<EncodedPage>& dictionary_pages, std::string* error);
+  std::string RowGroup(const std::vector<std::vector<EncodedPage>>& pages_by_column,
+                       std::string* error) {
+    return RowGroup(pages_by_column, {}, error);
+  }
+  // The same, the bytes appended to *out (a buffer kept for the next row
+  // group saves making a new one); false with *error set and *out as it was
+  // when the pages do not fit.
+  bool AppendRowGroup(const std::vector<std::vector<EncodedPage>>& pages_by_column,
+                      const std::vector<EncodedPage>& dictionary_pages, std::string* out,
+                      std::string* error);
 
   // The FileMetaData (the schema: a root group and one optional leaf per
   // column; the number of rows; the row groups; created_by; the type-defined
@@ -46,6 +58,7 @@ class ParquetFileAssembler {
     uint64_t data_page_offset = 0;
     uint64_t dictionary_page_offset = 0;  // 0: no dictionary
     int64_t values = 0;
+    uint32_t encodings = 0;  // bit e: encoding e is used
     uint64_t uncompressed_bytes = 0;
     uint64_t compressed_bytes = 0;
     ParquetStatistics statistics;

@@ -88,6 +88,8 @@ TEST(ParquetFileTest, DataPageBytes) {
   const ParquetColumnInfo kinds = {"k", ParquetType::kString, ParquetLogical::kString,
                                    {"b", "a", "c"}};
   const ParquetColumnInfo texts = {"s", ParquetType::kString, ParquetLogical::kString};
+  ParquetColumnInfo chunk_kinds = kinds;
+  chunk_kinds.encoding = ParquetEncoding::kChunkDictionary;
   const struct {
     const char* what;
     const ParquetColumnInfo& column;
@@ -115,6 +117,14 @@ TEST(ParquetFileTest, DataPageBytes) {
        {.defined = {1, 0, 1, 1}, .integers = {2, 0, 2}},
        DataHeader(4, 8, "\x36\x02\x28\x01" "c" "\x18\x01" "b" "\x00"s),
        "\x02\x00\x00\x00\x03\x0D" "\x02" "\x03\x22\x00"s},
+      {"fixed dictionary, indices into the chunk's dictionary", chunk_kinds,
+       {.defined = {1, 1, 0, 1}, .integers = {2, 0, 2}, .indices = {0, 1, 0}, .dictionary_values = 2},
+       DataHeader(4, 8, "\x36\x02\x28\x01" "c" "\x18\x01" "b" "\x00"s),
+       "\x02\x00\x00\x00\x03\x0B" "\x01" "\x03\x02"s},
+      {"fixed dictionary, its chunk's fallen back: the texts", chunk_kinds,
+       {.defined = {1, 1}, .integers = {2, 1}},
+       DataHeader(2, 0, "\x36\x00\x28\x01" "c" "\x18\x01" "a" "\x00"s),
+       "\x02\x00\x00\x00\x03\x03" "\x01\x00\x00\x00" "c" "\x01\x00\x00\x00" "a"s},
       {"byte arrays, bytewise unsigned order", texts,
        {.defined = {1, 1, 1}, .text = "\xC3\xA9" "az", .text_ends = {2, 3, 4}},
        DataHeader(3, 0, "\x36\x00\x28\x02\xC3\xA9\x18\x01" "a" "\x00"s),
@@ -137,11 +147,17 @@ TEST(ParquetFileTest, DictionaryPageBytes) {
   EXPECT_EQ(error, "");
   ExpectPage(page, 2, 7, "\x15\x06\x15\x00\x00"s,
              "\x01\x00\x00\x00" "b" "\x00\x00\x00\x00" "\x01\x00\x00\x00" "c"s, "dictionary");
+  // A chunk's dictionary of a column with a fixed one: the texts of its indices.
+  page = EncodeDictionaryPage({"k", ParquetType::kString, ParquetLogical::kString, {"b", "", "c"}},
+                              {.integers = {2, 0}}, &error);
+  EXPECT_EQ(error, "");
+  ExpectPage(page, 2, 7, "\x15\x04\x15\x00\x00"s,
+             "\x01\x00\x00\x00" "c" "\x01\x00\x00\x00" "b"s, "chunk dictionary of texts");
 }
 
 // A file without row groups: its header and footer, byte by byte.
 TEST(ParquetFileTest, FileWithoutRowGroups) {
-  ParquetFileAssembler file({{"ts", ParquetType::kInt64, ParquetLogical::kTimestampNanosUtc},
+  ParquetFileAssembler file({{"ts", ParquetType::kInt64, ParquetLogical::kTimestampMicrosUtc},
                              {"name", ParquetType::kString, ParquetLogical::kString}},
                             "QorArc test");
   EXPECT_EQ(file.Header(), "PAR1");
@@ -150,7 +166,8 @@ TEST(ParquetFileTest, FileWithoutRowGroups) {
       "\x19\x3C"                                // schema: 3 elements
       "\x48\x06" "schema" "\x15\x04\x00"        // root, 2 children
       "\x15\x04\x25\x02\x18\x02" "ts"           // INT64, OPTIONAL
-      "\x6C\x8C\x11\x1C\x3C\x00\x00\x00\x00"    // TIMESTAMP(UTC, NANOS)
+      "\x25\x14"                                // TIMESTAMP_MICROS
+      "\x4C\x8C\x11\x1C\x2C\x00\x00\x00\x00"    // TIMESTAMP(UTC, MICROS)
       "\x00"
       "\x15\x0C\x25\x02\x18\x04" "name"         // BYTE_ARRAY, OPTIONAL
       "\x25\x00\x4C\x1C\x00\x00"                // UTF8, STRING
@@ -211,10 +228,10 @@ TEST(ParquetFileTest, BadColumns) {
     std::vector<ParquetColumnInfo> columns;
     const char* error;
   } cases[] = {
-      {"fine", {{"a", T::kInt64, L::kTimestampNanosUtc}, {"b", T::kString, L::kString, {"x"}}}, ""},
+      {"fine", {{"a", T::kInt64, L::kTimestampMicrosUtc}, {"b", T::kString, L::kString, {"x"}}}, ""},
       {"no columns", {}, "a Parquet file needs at least one column"},
       {"no name", {{"", T::kInt64}}, "a Parquet column without a name"},
-      {"timestamp of INT32", {{"t", T::kInt32, L::kTimestampNanosUtc}},
+      {"timestamp of INT32", {{"t", T::kInt32, L::kTimestampMicrosUtc}},
        "a Parquet timestamp column must be of type INT64 (column \"t\")"},
       {"STRING of INT64", {{"s", T::kInt64, L::kString}},
        "a Parquet STRING column must hold byte arrays (column \"s\")"},

@@ -160,6 +160,7 @@ inline constexpr int32_t kByteArray = 6;
 
 namespace converted_type {
 inline constexpr int32_t kUtf8 = 0;
+inline constexpr int32_t kTimestampMicros = 10;
 }  // namespace converted_type
 
 namespace repetition {
@@ -171,6 +172,7 @@ inline constexpr int32_t kRepeated = 2;
 namespace encoding {
 inline constexpr int32_t kPlain = 0;
 inline constexpr int32_t kRle = 3;
+inline constexpr int32_t kDeltaBinaryPacked = 5;
 inline constexpr int32_t kRleDictionary = 8;
 }  // namespace encoding
 
@@ -203,5 +205,11 @@ inline constexpr int kMaxIndexBitWidth = 32;
 // a bit-packed run (1, the rest counts groups of 8 values) from an RLE run
 // (0, the rest counts the repeated values).
 inline constexpr size_t kBitPackedGroup = 8;
+
+// DELTA_BINARY_PACKED: a block of 128 differences in 4 miniblocks of 32, the
+// sizes the format suggests and every reader takes.
+inline constexpr size_t kDeltaBlockValues = 128;
+inline constexpr size_t kDeltaMiniblocks = 4;
+inline constexpr size_t kDeltaMiniblockValues = kDeltaBlockValues / kDeltaMiniblocks;
 
 }  // namespace qorarc::parquet

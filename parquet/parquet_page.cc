@@ -4,6 +4,8 @@
 #include <limits>
 #include <span>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "base/zstd_compress.h"
 #include "parquet/parquet_encoding.h"
@@ -16,14 +18,21 @@ namespace {
 
 namespace pq = parquet;
 
-// The fastest level: pages of one column compress well at any level (a
-// seventh of long CSV's size), and the export must keep pace with the text
-// formats.
-constexpr int kZstdLevel = 1;
 constexpr uint64_t kMaxI32 = std::numeric_limits<int32_t>::max();
 
 std::string Named(const ParquetColumnInfo& column) {
   return "Parquet column \"" + column.name + "\": ";
+}
+
+// The smallest and the largest of `values` ({0, 0} for none), in plain
+// passes that the compiler vectorizes.
+template <typename T>
+std::pair<T, T> Bounds(std::span<const T> values) {
+  if (values.empty()) return {0, 0};
+  T lo = values[0], hi = values[0];
+  for (const T v : values) lo = std::min(lo, v);
+  for (const T v : values) hi = std::max(hi, v);
+  return {lo, hi};
 }
 
 // Checks the page's values against its rows and the column.
@@ -43,21 +52,37 @@ bool CheckPage(const ParquetColumnInfo& column, const ParquetColumnPage& page, i
              " present rows";
     return false;
   }
+  if (page.dictionary_values > 0) {
+    if (column.encoding != ParquetEncoding::kChunkDictionary) {
+      *error = Named(column) + "dictionary indices on a column without a chunk dictionary";
+      return false;
+    }
+    if (page.indices.size() != values) {
+      *error = Named(column) + std::to_string(page.indices.size()) + " dictionary indices for " +
+               std::to_string(values) + " values";
+      return false;
+    }
+    const auto [lo, hi] = Bounds<uint32_t>(page.indices);
+    if (hi >= page.dictionary_values) {
+      *error = Named(column) + "dictionary index " + std::to_string(hi) + " outside 0.." +
+               std::to_string(page.dictionary_values - 1);
+      return false;
+    }
+  }
   if (column.type == ParquetType::kInt32) {
-    for (int64_t v : page.integers) {
-      if (v < std::numeric_limits<int32_t>::min() || v > std::numeric_limits<int32_t>::max()) {
-        *error = Named(column) + std::to_string(v) + " does not fit INT32";
-        return false;
-      }
+    const auto [lo, hi] = Bounds<int64_t>(page.integers);
+    if (lo < std::numeric_limits<int32_t>::min() || hi > std::numeric_limits<int32_t>::max()) {
+      const int64_t v = lo < std::numeric_limits<int32_t>::min() ? lo : hi;
+      *error = Named(column) + std::to_string(v) + " does not fit INT32";
+      return false;
     }
   }
   if (column.type == ParquetType::kString && !column.dictionary.empty()) {
-    for (int64_t v : page.integers) {
-      if (v < 0 || static_cast<uint64_t>(v) >= column.dictionary.size()) {
-        *error = Named(column) + "dictionary index " + std::to_string(v) + " outside 0.." +
-                 std::to_string(column.dictionary.size() - 1);
-        return false;
-      }
+    const auto [lo, hi] = Bounds<int64_t>(page.integers);
+    if (lo < 0 || static_cast<uint64_t>(hi) >= column.dictionary.size()) {
+      *error = Named(column) + "dictionary index " + std::to_string(lo < 0 ? lo : hi) +
+               " outside 0.." + std::to_string(column.dictionary.size() - 1);
+      return false;
     }
   }
   if (column.type == ParquetType::kString && column.dictionary.empty()) {
@@ -74,52 +99,83 @@ bool CheckPage(const ParquetColumnInfo& column, const ParquetColumnPage& page, i
   return true;
 }
 
-// The present values, encoded, and their statistics.
-void EncodeValues(const ParquetColumnInfo& column, const ParquetColumnPage& page,
-                  ParquetStatistics* statistics, std::string* body) {
+// The present values, encoded, and their statistics; returns the encoding.
+int32_t EncodeValues(const ParquetColumnInfo& column, const ParquetColumnPage& page,
+                     ParquetStatistics* statistics, std::string* body) {
+  const bool fixed = !column.dictionary.empty();
+  if (fixed) {
+    // The bounds are those of the texts used: each compared once.
+    thread_local std::vector<uint8_t> used;
+    used.assign(column.dictionary.size(), 0);
+    for (int64_t index : page.integers) used[static_cast<size_t>(index)] = 1;
+    for (size_t i = 0; i < used.size(); ++i)
+      if (used[i]) statistics->AddText(column.dictionary[i]);
+  } else if (column.type == ParquetType::kString) {
+    uint32_t begin = 0;
+    for (uint32_t end : page.text_ends) {
+      statistics->AddText(std::string_view(page.text).substr(begin, end - begin));
+      begin = end;
+    }
+  } else if (column.type == ParquetType::kDouble) {
+    statistics->AddReals(page.reals);
+  } else {
+    statistics->AddIntegers(page.integers);
+  }
+
+  if (page.dictionary_values > 0) {
+    const int bit_width = pq::BitWidthFor(page.dictionary_values);
+    body->push_back(static_cast<char>(bit_width));
+    pq::EncodeRleHybrid(page.indices, bit_width, body);
+    return pq::encoding::kRleDictionary;
+  }
+  if (fixed && column.encoding != ParquetEncoding::kChunkDictionary) {
+    const int bit_width = pq::BitWidthFor(column.dictionary.size());
+    body->push_back(static_cast<char>(bit_width));
+    pq::EncodeRleHybrid(page.integers, bit_width, body);
+    return pq::encoding::kRleDictionary;
+  }
   switch (column.type) {
     case ParquetType::kInt32:
-      pq::EncodePlainInt32(page.integers, body);
-      statistics->AddIntegers(page.integers);
-      break;
     case ParquetType::kInt64:
-      pq::EncodePlainInt64(page.integers, body);
-      statistics->AddIntegers(page.integers);
+      if (column.encoding == ParquetEncoding::kDeltaBinaryPacked) {
+        pq::EncodeDeltaBinaryPacked(page.integers, body);
+        return pq::encoding::kDeltaBinaryPacked;
+      }
+      if (column.type == ParquetType::kInt32) {
+        pq::EncodePlainInt32(page.integers, body);
+      } else {
+        pq::EncodePlainInt64(page.integers, body);
+      }
       break;
-    case ParquetType::kDouble:
-      pq::EncodePlainDouble(page.reals, body);
-      statistics->AddReals(page.reals);
-      break;
+    case ParquetType::kDouble: pq::EncodePlainDouble(page.reals, body); break;
     case ParquetType::kString:
-      if (column.dictionary.empty()) {
-        pq::EncodePlainByteArrays(page.text, page.text_ends, body);
-        uint32_t begin = 0;
-        for (uint32_t end : page.text_ends) {
-          statistics->AddText(std::string_view(page.text).substr(begin, end - begin));
-          begin = end;
+      if (fixed) {
+        // A chunk dictionary that fell back: the texts themselves.
+        for (int64_t index : page.integers) {
+          const std::string& text = column.dictionary[static_cast<size_t>(index)];
+          pq::PutFixed32(static_cast<uint32_t>(text.size()), body);
+          body->append(text);
         }
       } else {
-        int bit_width = pq::BitWidthFor(column.dictionary.size());
-        body->push_back(static_cast<char>(bit_width));
-        pq::EncodeRleHybrid(page.integers, bit_width, body);
-        int64_t last = -1;
-        for (int64_t index : page.integers) {
-          if (index != last) statistics->AddText(column.dictionary[index]);
-          last = index;
-        }
+        pq::EncodePlainByteArrays(page.text, page.text_ends, body);
       }
       break;
   }
+  return pq::encoding::kPlain;
 }
 
 // The page header and the compressed body. `write_header` writes the fields
 // of the page type's own header (field `header_field` of PageHeader). False
 // with *error when the body is too large for the header's sizes.
 template <typename WriteHeader>
-bool FinishPage(std::string_view body, int32_t page_type, int16_t header_field,
+bool FinishPage(std::string_view body, const ParquetColumnInfo& column, int32_t page_type, int16_t header_field,
                 WriteHeader write_header, EncodedPage* page, std::string* error) {
-  std::string compressed;
-  if (!ZstdCompress(body, kZstdLevel, &compressed, error)) return false;
+  // Kept per thread: a page's buffer is large, and a new one costs its
+  // memory's first touch every time.
+  thread_local std::string compressed;
+  compressed.clear();
+  if (!ZstdCompress(body, column.zstd_level, column.zstd_min_match, &compressed, error))
+    return false;
   if (body.size() > kMaxI32 || compressed.size() > kMaxI32) {
     *error = "a Parquet page of more than 2^31 - 1 bytes";
     return false;
@@ -148,33 +204,37 @@ EncodedPage EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnP
     return encoded;
   }
   int64_t present = 0;
+  uint8_t all = 0;
   for (uint8_t d : page.defined) {
-    if (d > 1) {
-      *error = Named(column) + "a definition flag of " + std::to_string(d) + ", not 0 or 1";
-      return encoded;
-    }
     present += d;
+    all |= d;
+  }
+  if (all > 1) {
+    const uint8_t d = *std::find_if(page.defined.begin(), page.defined.end(),
+                                    [](uint8_t d) { return d > 1; });
+    *error = Named(column) + "a definition flag of " + std::to_string(d) + ", not 0 or 1";
+    return encoded;
   }
   if (!CheckPage(column, page, present, error)) return encoded;
 
-  std::string body(pq::kLevelsLengthBytes, '\0');
+  thread_local std::string body;
+  body.assign(pq::kLevelsLengthBytes, '\0');
   pq::EncodeRleHybrid(page.defined, pq::kDefinitionLevelBitWidth, &body);
   std::string levels_length;
   pq::PutFixed32(static_cast<uint32_t>(body.size() - pq::kLevelsLengthBytes), &levels_length);
   body.replace(0, pq::kLevelsLengthBytes, levels_length);
   encoded.statistics.nulls = page.rows() - present;
-  EncodeValues(column, page, &encoded.statistics, &body);
+  encoded.encoding = EncodeValues(column, page, &encoded.statistics, &body);
 
   auto write_header = [&](pq::ThriftWriter* writer) {
     namespace data = pq::data_page_header;
     writer->I32Field(data::kNumValues, static_cast<int32_t>(page.rows()));
-    writer->I32Field(data::kEncoding, column.dictionary.empty() ? pq::encoding::kPlain
-                                                                : pq::encoding::kRleDictionary);
+    writer->I32Field(data::kEncoding, encoded.encoding);
     writer->I32Field(data::kDefinitionLevelEncoding, pq::encoding::kRle);
     writer->I32Field(data::kRepetitionLevelEncoding, pq::encoding::kRle);
     encoded.statistics.Write(column.type, data::kStatistics, writer);
   };
-  if (!FinishPage(body, pq::page_type::kDataPage, pq::page_header::kDataPageHeader, write_header,
+  if (!FinishPage(body, column, pq::page_type::kDataPage, pq::page_header::kDataPageHeader, write_header,
                   &encoded, error)) {
     return EncodedPage();
   }
@@ -183,26 +243,59 @@ EncodedPage EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnP
 }
 
 EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, std::string* error) {
-  std::string text;
-  std::vector<uint32_t> ends;
+  ParquetColumnPage values;
   for (const std::string& value : column.dictionary) {
-    text += value;
-    if (text.size() > std::numeric_limits<uint32_t>::max()) {
+    values.text += value;
+    if (values.text.size() > std::numeric_limits<uint32_t>::max()) {
       *error = Named(column) + "a dictionary of more than 4 GiB";
       return EncodedPage();
     }
-    ends.push_back(static_cast<uint32_t>(text.size()));
+    values.text_ends.push_back(static_cast<uint32_t>(values.text.size()));
+  }
+  return EncodeDictionaryPage(column, values, error);
+}
+
+EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetColumnPage& values,
+                                 std::string* error) {
+  if (!column.dictionary.empty() && !values.integers.empty()) {
+    // Indices into a fixed dictionary: the texts they stand for.
+    ParquetColumnPage texts;
+    for (int64_t index : values.integers) {
+      if (index < 0 || static_cast<uint64_t>(index) >= column.dictionary.size()) {
+        *error = Named(column) + "dictionary index " + std::to_string(index) + " outside 0.." +
+                 std::to_string(column.dictionary.size() - 1);
+        return EncodedPage();
+      }
+      texts.text += column.dictionary[static_cast<size_t>(index)];
+      texts.text_ends.push_back(static_cast<uint32_t>(texts.text.size()));
+    }
+    return EncodeDictionaryPage(column, texts, error);
   }
   std::string body;
-  pq::EncodePlainByteArrays(text, ends, &body);
+  size_t count = 0;
+  switch (column.type) {
+    case ParquetType::kInt32: pq::EncodePlainInt32(values.integers, &body); break;
+    case ParquetType::kInt64: pq::EncodePlainInt64(values.integers, &body); break;
+    case ParquetType::kDouble: pq::EncodePlainDouble(values.reals, &body); break;
+    case ParquetType::kString: pq::EncodePlainByteArrays(values.text, values.text_ends, &body); break;
+  }
+  switch (column.type) {
+    case ParquetType::kInt32:
+    case ParquetType::kInt64: count = values.integers.size(); break;
+    case ParquetType::kDouble: count = values.reals.size(); break;
+    case ParquetType::kString: count = values.text_ends.size(); break;
+  }
+  if (count > kMaxI32) {
+    *error = Named(column) + "a dictionary of more than 2^31 - 1 values";
+    return EncodedPage();
+  }
 
   auto write_header = [&](pq::ThriftWriter* writer) {
-    writer->I32Field(pq::dictionary_page_header::kNumValues,
-                     static_cast<int32_t>(column.dictionary.size()));
+    writer->I32Field(pq::dictionary_page_header::kNumValues, static_cast<int32_t>(count));
     writer->I32Field(pq::dictionary_page_header::kEncoding, pq::encoding::kPlain);
   };
   EncodedPage encoded;
-  if (!FinishPage(body, pq::page_type::kDictionaryPage, pq::page_header::kDictionaryPageHeader,
+  if (!FinishPage(body, column, pq::page_type::kDictionaryPage, pq::page_header::kDictionaryPageHeader,
                   write_header, &encoded, error)) {
     return EncodedPage();
   }

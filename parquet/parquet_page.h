@@ -15,11 +15,14 @@ struct EncodedPage {
   int64_t rows = 0;                 // of a data page, nulls included; 0 for a dictionary page
   uint64_t uncompressed_bytes = 0;  // page header and uncompressed body
   ParquetStatistics statistics;     // of a data page: nulls, NaNs and bounds of its values
+  int32_t encoding = 0;             // of the values (parquet::encoding)
 };
 
 // A v1 data page of `page`'s rows: the definition levels (RLE, bit width 1,
-// length-prefixed), then the present values, PLAIN or, for a column with a
-// dictionary, RLE_DICTIONARY indices after their bit width; the header carries
+// length-prefixed), then the present values in the column's encoding
+// (parquet_column.h): PLAIN, DELTA_BINARY_PACKED, or RLE_DICTIONARY indices
+// after their bit width, for a column with a fixed dictionary or a page with
+// indices into its chunk's dictionary; the header carries
 // the page's statistics. Pure, so pages may be encoded on several threads at
 // once. When the page does not fit the column (a count that does not match
 // the present rows, a value out of range, a page too large), returns a page
@@ -27,7 +30,12 @@ struct EncodedPage {
 EncodedPage EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnPage& page,
                            std::string* error);
 
-// The dictionary page of a column with a dictionary: its values, PLAIN.
+// A dictionary page: the values of `values` (integers, or text and
+// text_ends, as ParquetDictionaryBuilder::Take() gives them; for a column
+// with a fixed dictionary, indices into it that stand for its texts), PLAIN.
+EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetColumnPage& values,
+                                 std::string* error);
+// The dictionary page of a column with a fixed dictionary.
 EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, std::string* error);
 
 }  // namespace qorarc

@@ -1,10 +1,11 @@
-// Files written with the Parquet encoder, read back by two readers that
-// share no code with it or with each other (DuckDB and hyparquet, through
-// tests/readers/read_parquet.mjs), compared cell by cell with what was
-// written; and the statistics as DuckDB reads them.
+// Files written with the Parquet encoder, read back by three readers that
+// share no code with it or with each other (DuckDB, hyparquet and
+// parquet-wasm, through tests/readers/read_parquet.mjs), compared cell by
+// cell with what was written; and the statistics as DuckDB reads them.
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdio>
@@ -16,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "parquet/parquet_dictionary.h"
 #include "parquet/parquet_file_assembler.h"
 #include "support/files.h"
 
@@ -36,15 +38,21 @@ std::vector<std::string> Kinds() {
   return kinds;  // 300 values: indices of 9 bits
 }
 
+// Every encoding: DELTA_BINARY_PACKED (i64 with differences of 64 bits),
+// chunk dictionaries (text's so small that its chunks fall back to PLAIN
+// part way; kind's of the texts of a fixed dictionary), PLAIN.
 const std::vector<ParquetColumnInfo> kColumns = {
-    {"ts", ParquetType::kInt64, ParquetLogical::kTimestampNanosUtc},
-    {"i32", ParquetType::kInt32},
-    {"i64", ParquetType::kInt64},
-    {"real", ParquetType::kDouble},
-    {"text", ParquetType::kString, ParquetLogical::kString},
-    {"kind", ParquetType::kString, ParquetLogical::kString, Kinds()},
-    {"raw", ParquetType::kString},  // bytes, not UTF-8
+    {"ts", ParquetType::kInt64, ParquetLogical::kTimestampMicrosUtc, {},
+     ParquetEncoding::kDeltaBinaryPacked},
+    {"i32", ParquetType::kInt32, ParquetLogical::kNone, {}, ParquetEncoding::kChunkDictionary},
+    {"i64", ParquetType::kInt64, ParquetLogical::kNone, {}, ParquetEncoding::kDeltaBinaryPacked},
+    {"real", ParquetType::kDouble, ParquetLogical::kNone, {}, ParquetEncoding::kPlain, 1, 5},
+    {"text", ParquetType::kString, ParquetLogical::kString, {}, ParquetEncoding::kChunkDictionary},
+    {"kind", ParquetType::kString, ParquetLogical::kString, Kinds(),
+     ParquetEncoding::kChunkDictionary},
+    {"raw", ParquetType::kString, ParquetLogical::kNone, {}, ParquetEncoding::kChunkDictionary},
 };
+constexpr size_t kTextColumn = 4;
 
 struct Row {
   std::optional<int64_t> ts, i32, i64;
@@ -72,11 +80,12 @@ std::vector<Row> MakeRows(int count) {
     if (r >= 1200 && r < 1300) continue;
     Row& row = rows[r];
     auto present = [r](int column) { return (r * 7 + column * 3) % 5 != 0; };
-    if (present(0)) row.ts = r == 1 ? 0 : 1'700'000'000'123'456'789 + r * int64_t{1'000'000'007};
+    if (present(0)) row.ts = r == 1 ? 0 : 1'700'000'000'123'456 + r * int64_t{1'000'007};
     if (present(1)) row.i32 = ints32[r % std::size(ints32)];
     if (present(2)) row.i64 = ints64[r % std::size(ints64)];
     if (present(3)) row.real = reals[r % std::size(reals)];
-    if (present(4)) row.text = texts[r % std::size(texts)];
+    // Five texts in the first 1000 rows, then ten.
+    if (present(4)) row.text = texts[r % (r < 1000 ? 5 : std::size(texts))];
     if (present(5)) row.kind = (r * 37) % 300;
     if (present(6)) {
       std::string bytes;
@@ -113,30 +122,40 @@ ParquetColumnPage PageOf(const std::vector<Row>& rows, size_t begin, size_t end,
 }
 
 // Writes `rows` as row groups of pages of the given sizes, each column's
-// pages encoded on a thread of its own.
+// pages mapped onto its chunk dictionary and encoded on a thread of its own.
 std::string WriteFile(const std::vector<Row>& rows, const std::vector<std::vector<size_t>>& groups,
                       const std::string& path) {
   ParquetFileAssembler file(kColumns, "QorArc test");
   std::string bytes = file.Header();
+  std::vector<ParquetDictionaryBuilder> dictionaries;
+  for (size_t c = 0; c < kColumns.size(); ++c)
+    dictionaries.emplace_back(kColumns[c].dictionary.empty() ? kColumns[c].type : ParquetType::kInt64,
+                              c == kTextColumn ? 6 : 65536);
   size_t begin = 0;
   for (const std::vector<size_t>& page_rows : groups) {
     std::vector<std::vector<EncodedPage>> pages(kColumns.size());
+    std::vector<EncodedPage> dictionary_pages(kColumns.size());
     std::vector<std::string> errors(kColumns.size());
     std::vector<std::thread> threads;
     for (size_t c = 0; c < kColumns.size(); ++c) {
       threads.emplace_back([&, c] {
+        const bool chunk_dictionary = kColumns[c].encoding == ParquetEncoding::kChunkDictionary;
         size_t page_begin = begin;
         for (size_t n : page_rows) {
-          pages[c].push_back(
-              EncodeDataPage(kColumns[c], PageOf(rows, page_begin, page_begin + n, c), &errors[c]));
+          ParquetColumnPage page = PageOf(rows, page_begin, page_begin + n, c);
+          if (chunk_dictionary) dictionaries[c].Map(&page);
+          pages[c].push_back(EncodeDataPage(kColumns[c], page, &errors[c]));
           page_begin += n;
         }
+        const ParquetColumnPage values = dictionaries[c].Take();
+        if (chunk_dictionary && (!values.integers.empty() || !values.text_ends.empty()))
+          dictionary_pages[c] = EncodeDictionaryPage(kColumns[c], values, &errors[c]);
       });
     }
     for (std::thread& t : threads) t.join();
     for (const std::string& error : errors) EXPECT_EQ(error, "");
     std::string error;
-    bytes += file.RowGroup(pages, &error);
+    bytes += file.RowGroup(pages, dictionary_pages, &error);
     EXPECT_EQ(error, "");
     for (size_t n : page_rows) begin += n;
   }
@@ -176,14 +195,15 @@ std::string Hex(const std::string& bytes) {
 }
 
 // Why the cell printed as `cell` is not the value written, or "".
-std::string Compare(const rapidjson::Value& cell, const Row& row, size_t c, bool micros) {
+std::string Compare(const rapidjson::Value& cell, const Row& row, size_t c) {
   auto text = [&](const std::string& expected) {
     return cell.IsString() && std::string(cell.GetString(), cell.GetStringLength()) == expected;
   };
   bool ok = false;
   switch (c) {
     case 0:
-      ok = row.ts ? text(std::to_string(micros ? *row.ts / 1000 * 1000 : *row.ts)) : cell.IsNull();
+      // Microseconds, printed as nanoseconds.
+      ok = row.ts ? text(std::to_string(*row.ts * 1000)) : cell.IsNull();
       break;
     case 1: ok = row.i32 ? cell.IsInt() && cell.GetInt() == *row.i32 : cell.IsNull(); break;
     case 2: ok = row.i64 ? text(std::to_string(*row.i64)) : cell.IsNull(); break;
@@ -210,7 +230,7 @@ void ExpectRows(const std::string& path, const std::vector<Row>& rows, const std
     line.Parse<rapidjson::kParseFullPrecisionFlag>(lines[r].c_str(), lines[r].size());
     ASSERT_TRUE(line.IsArray() && line.Size() == kColumns.size()) << reader << ": " << lines[r];
     for (size_t c = 0; c < kColumns.size(); ++c) {
-      std::string problem = Compare(line[c], rows[r], c, reader == "duckdb");
+      std::string problem = Compare(line[c], rows[r], c);
       if (!problem.empty()) {
         ADD_FAILURE() << reader << ", row " << r << ", " << problem << ": " << lines[r];
         ++failures;
@@ -234,7 +254,18 @@ TEST_F(ParquetReadersTest, EveryCellReadsBack) {
   std::vector<Row> rows = MakeRows(3501);
   rows[1500] = Row();
   std::string path = WriteFile(rows, {{700, 700, 100}, {1}, {2000}}, dir_.path() + "/a.parquet");
-  for (const char* reader : {"duckdb", "hyparquet"}) ExpectRows(path, rows, reader);
+  for (const char* reader : {"duckdb", "hyparquet", "parquet-wasm"}) ExpectRows(path, rows, reader);
+  // text: a dictionary for its first page, PLAIN from the second on (ten
+  // texts pass its 6), in the third group from the first page on.
+  const std::vector<std::string> encodings = Read(path, "duckdb", "encodings");
+  for (const char* chunk : {R"(["0","ts","RLE, DELTA_BINARY_PACKED"])",
+                            R"(["0","i32","PLAIN, RLE, RLE_DICTIONARY"])",
+                            R"(["0","text","PLAIN, RLE, RLE_DICTIONARY"])",
+                            R"(["2","text","PLAIN, RLE"])",
+                            R"(["0","kind","PLAIN, RLE, RLE_DICTIONARY"])",
+                            R"(["0","real","PLAIN, RLE"])"}) {
+    EXPECT_NE(std::find(encodings.begin(), encodings.end(), chunk), encodings.end()) << chunk;
+  }
 }
 
 // The chunk statistics DuckDB finds: merged over pages, NaN left out, zero
@@ -249,7 +280,7 @@ TEST_F(ParquetReadersTest, StatisticsDuckdbReads) {
   std::string path = WriteFile(rows, {{3, 1}, {1}}, dir_.path() + "/stats.parquet");
   EXPECT_EQ(Read(path, "duckdb", "stats"),
             (std::vector<std::string>{
-                R"(["0","ts","1","1970-01-01 00:00:00.000001+00","1970-01-01 00:00:00.000005+00"])",
+                R"(["0","ts","1","1970-01-01 00:00:00.001+00","1970-01-01 00:00:00.005+00"])",
                 R"(["0","i32","2","-7","3"])",
                 R"(["0","i64","1","-9223372036854775808","9223372036854775807"])",
                 R"(["0","real","1","-0.0","0.0"])",

@@ -1,7 +1,8 @@
 """Checks Parquet exports against the long CSV of the same export, cell by
-cell, as two independent readers load them (DuckDB and hyparquet, through
-tests/readers/read_parquet.mjs), and that DuckDB loads the long CSV and the
-JSON Lines too.
+cell, as three independent readers load them (DuckDB, hyparquet and
+parquet-wasm, through tests/readers/read_parquet.mjs): ts the microseconds of
+long CSV's time stamp rounded down, ts_ns its exact nanoseconds; and that
+DuckDB loads the long CSV and the JSON Lines too.
 
     python3 parquet_check.py READERS_DIR PARQUET CSV JSONL [PARQUET CSV JSONL]...
 
@@ -41,13 +42,16 @@ def same_real(a, b):
     return a == b and math.copysign(1, a) == math.copysign(1, b)
 
 
-def check_row(csv_row, pq, micro):
+def check_row(csv_row, pq):
     ts, ident, klass, kind, level, index, value, text = csv_row
-    want_ts = None if ts == "" else nanos(ts)
-    if want_ts is not None and micro:
-        want_ts = want_ts // 1000 * 1000  # DuckDB keeps whole microseconds
+    want_ns = None if ts == "" else nanos(ts)
+    # ts: whole microseconds, rounded down (printed as nanoseconds); ts_ns exact.
+    want_ts = None if want_ns is None else want_ns // 1000 * 1000
     got_ts = None if pq[0] is None else int(pq[0])
     assert got_ts == want_ts, f"ts {pq[0]} for {ts!r}"
+    got_ns = None if pq[1] is None else int(pq[1])
+    assert got_ns == want_ns, f"ts_ns {pq[1]} for {ts!r}"
+    pq = pq[1:]  # the columns after ts_ns, from id on, as numbered below
     for name, cell, got in (("id", ident, pq[1]), ("index", index, pq[5])):
         assert got == (None if cell == "" else int(cell)), f"{name} {got} for {cell!r}"
     for name, cell, got in (("class", klass, pq[2]), ("type", kind, pq[3]),
@@ -70,12 +74,12 @@ def main():
         parquet, table, lines = args[i:i + 3]
         with open(table, newline="", encoding="utf-8") as f:
             expected = list(csv.reader(f))[1:]
-        for reader in ("duckdb", "hyparquet"):
+        for reader in ("duckdb", "hyparquet", "parquet-wasm"):
             got = read(readers, parquet, reader)
             assert len(got) == len(expected), f"{parquet}: {reader} reads {len(got)} rows"
             for n, (want, row) in enumerate(zip(expected, got)):
                 try:
-                    check_row(want, row, reader == "duckdb")
+                    check_row(want, row)
                 except AssertionError as e:
                     sys.exit(f"{parquet} row {n + 1}, {reader}: {e}")
         with open(lines, encoding="utf-8") as f:

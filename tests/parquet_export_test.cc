@@ -1,5 +1,5 @@
 // The Parquet export end to end: random archives of every value code read by
-// DuckDB and hyparquet with every cell equal to long CSV's, the same bytes
+// DuckDB, hyparquet and parquet-wasm with every cell equal to long CSV's, the same bytes
 // for any number of threads, row groups an engine can skip by time, and the
 // refusals.
 #include <gtest/gtest.h>
@@ -30,10 +30,10 @@ TEST(ParquetExportTest, ReadersSeeTheCellsOfLongCsv) {
   for (uint64_t seed = 0; seed <= 12; ++seed) {
     const std::string root = dir.path() + "/" + std::to_string(seed);
     if (seed == 0) {
-      // By hand: no time stamp, texts empty, odd and not UTF-8, and values
-      // only exact integers carry.
+      // By hand: no time stamp, one 1 ns before a whole microsecond, texts
+      // empty, odd and not UTF-8, and values only exact integers carry.
       ArchiveBuilder b;
-      b.Day(0).Long(0, 13, 42).Text(1, 2, 25, "").Text(2, 3, 61, "a,\"b\"\n\xFF\xC0;\0x", 7)
+      b.Day(0).Long(0, 13, 42).Long(1'999, 14, 7).Text(2'000, 2, 25, "").Text(2, 3, 61, "a,\"b\"\n\xFF\xC0;\0x", 7)
           .Large(3, 4, 9'007'199'254'740'993).DWord(4, 5, 4'294'967'295)
           .Array<int64_t>(26, 5, 6, {INT64_MIN, INT64_MAX});
       WriteArchiveFile(ArchiveFilePath(root, 0, "plant"), b.bytes());
@@ -173,10 +173,12 @@ TEST(ParquetExportTest, NothingFoundIsAnEmptyTable) {
   EXPECT_EQ(named.out, "");
   EXPECT_EQ(ReadFile(file), r.out);
   const std::string script = "node " + TestScriptPath("readers/read_parquet.mjs") + " " + file;
-  EXPECT_EQ(RunShell(script + " duckdb rows") + RunShell(script + " hyparquet rows"), "");
+  EXPECT_EQ(RunShell(script + " duckdb rows") + RunShell(script + " hyparquet rows") +
+                RunShell(script + " parquet-wasm rows"), "");
   // The columns and their types as each reader finds them.
   EXPECT_EQ(RunShell(script + " duckdb schema"),
             R"(["ts","TIMESTAMP WITH TIME ZONE"]
+["ts_ns","BIGINT"]
 ["id","INTEGER"]
 ["class","VARCHAR"]
 ["type","VARCHAR"]
@@ -188,12 +190,16 @@ TEST(ParquetExportTest, NothingFoundIsAnEmptyTable) {
 )");
   const std::string kString = R"( BYTE_ARRAY UTF8 {\"type\":\"STRING\"}"])";
   EXPECT_EQ(RunShell(script + " hyparquet schema"),
-            R"(["ts","OPTIONAL INT64  {\"type\":\"TIMESTAMP\",\"isAdjustedToUTC\":true,\"unit\":\"NANOS\"}"])"
-            "\n" R"(["id","OPTIONAL INT32  "])" "\n"
+            R"(["ts","OPTIONAL INT64 TIMESTAMP_MICROS {\"type\":\"TIMESTAMP\",\"isAdjustedToUTC\":true,\"unit\":\"MICROS\"}"])"
+            "\n" R"(["ts_ns","OPTIONAL INT64  "])" "\n" R"(["id","OPTIONAL INT32  "])" "\n"
             R"(["class","OPTIONAL)" + kString + "\n" + R"(["type","OPTIONAL)" + kString + "\n" +
             R"(["level","OPTIONAL)" + kString + "\n" + R"(["index","OPTIONAL INT32  "])" "\n"
             R"(["value","OPTIONAL DOUBLE  "])" "\n" R"(["int_value","OPTIONAL INT64  "])" "\n" +
             R"(["text","OPTIONAL)" + kString + "\n");
+  EXPECT_EQ(RunShell(script + " parquet-wasm schema"),
+            "[\"ts\",\"tsu:UTC\"]\n[\"ts_ns\",\"l\"]\n[\"id\",\"i\"]\n[\"class\",\"u\"]\n"
+            "[\"type\",\"u\"]\n[\"level\",\"u\"]\n[\"index\",\"i\"]\n[\"value\",\"g\"]\n"
+            "[\"int_value\",\"l\"]\n[\"text\",\"u\"]\n");
 }
 
 }  // namespace

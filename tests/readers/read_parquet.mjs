@@ -1,21 +1,22 @@
-// Reads a Parquet file with one of two independent readers and prints it in a
+// Reads a Parquet file with one of three independent readers and prints it in a
 // form both share, so that the export tests can compare every cell with
 // what they wrote:
 //
 //   node read_parquet.mjs FILE READER [MODE]
 //
-// READER: duckdb or hyparquet. MODE:
+// READER: duckdb, hyparquet or parquet-wasm. MODE:
 //   rows (default)  one JSON array per row, the cells in column order: null;
-//                   64-bit integers and timestamps (integer nanoseconds) as
-//                   decimal strings, nothing lost above 2^53; other numbers as
-//                   JSON numbers (-0 as -0.0), "NaN", "Infinity", "-Infinity";
-//                   strings as JSON strings; byte arrays without a string
-//                   type as lowercase hex strings. DuckDB 1.5 has no type for
-//                   nanosecond timestamps in UTC and reads them as TIMESTAMP
-//                   WITH TIME ZONE, in whole microseconds.
+//                   64-bit integers and timestamps (microsecond timestamps
+//                   as integer nanoseconds) as decimal strings, nothing lost
+//                   above 2^53; other numbers as JSON numbers (-0 as -0.0),
+//                   "NaN", "Infinity", "-Infinity"; strings as JSON strings;
+//                   byte arrays without a string type as lowercase hex
+//                   strings.
 //   schema          one JSON array per column: its name and the reader's type.
-//   stats           one JSON array per column chunk: row group, column, null
+//   stats           (duckdb, hyparquet) one JSON array per column chunk: row group, column, null
 //                   count, min and max as the reader shows them.
+//   encodings       (duckdb) one JSON array per column chunk: row group,
+//                   column, the encodings its metadata lists.
 //   count-csv       (duckdb) FILE is long CSV: the number of rows loaded.
 //   count-json      (duckdb) FILE is JSON Lines: the number of rows loaded.
 // A file the reader refuses: its message on standard error, status 1.
@@ -68,6 +69,11 @@ async function readDuckdb(file, mode) {
   const described = (await connection.runAndReadAll(`DESCRIBE SELECT * FROM ${source}`)).getRows();
   if (mode === 'schema') {
     for (const [name, type] of described) printLine([name, type]);
+  } else if (mode === 'encodings') {
+    const result = await connection.runAndReadAll(
+      'SELECT row_group_id, path_in_schema, encodings ' +
+      `FROM parquet_metadata(${sqlText(file)}) ORDER BY row_group_id, column_id`);
+    for (const row of result.getRows()) printLine(row);
   } else if (mode === 'stats') {
     const result = await connection.runAndReadAll(
       'SELECT row_group_id, path_in_schema, stats_null_count, stats_min_value, stats_max_value ' +
@@ -114,19 +120,94 @@ async function readHyparquet(file, mode) {
       file: buffer,
       compressors,
       utf8: false,  // byte arrays without a string type stay bytes
-      parsers: { timestampFromNanoseconds: (nanos) => nanos },
+      parsers: { timestampFromMicroseconds: (micros) => micros * 1000n },
     });
     for (const row of rows) printLine(leaves.map((e) => row[e.name]));
   }
 }
 
+// parquet-wasm (the Rust arrow/parquet crates in WebAssembly) hands its
+// table out through the Arrow C data interface: the structs ArrowSchema and
+// ArrowArray in its own memory, 32-bit pointers, read here field by field.
+function arrowReader() {
+  let view;
+  const refresh = (memory) => { view = new DataView(memory.buffer); };
+  const u32 = (at) => view.getUint32(at, true);
+  const i64 = (at) => view.getBigInt64(at, true);
+  const text = (at) => {
+    let end = at;
+    while (view.getUint8(end) !== 0) ++end;
+    return Buffer.from(view.buffer, at, end - at).toString('utf8');
+  };
+  // ArrowSchema: format, name, metadata, flags, n_children, children.
+  const schema = (at) => ({
+    format: text(u32(at)),
+    name: text(u32(at + 4)),
+    children: Array.from({ length: Number(i64(at + 24)) }, (_, i) => schema(u32(u32(at + 32) + 4 * i))),
+  });
+  // ArrowArray: length, null_count, offset, n_buffers, n_children, buffers, children.
+  const array = (at) => ({
+    length: Number(i64(at)),
+    offset: Number(i64(at + 16)),
+    buffers: Array.from({ length: Number(i64(at + 24)) }, (_, i) => u32(u32(at + 40) + 4 * i)),
+    children: Array.from({ length: Number(i64(at + 32)) }, (_, i) => array(u32(u32(at + 44) + 4 * i))),
+  });
+  // The cells of one column of a batch, in the shared printed form's values.
+  const cells = (type, a) => {
+    const out = [];
+    const [validity] = a.buffers;
+    for (let r = a.offset; r < a.offset + a.length; ++r) {
+      if (validity !== 0 && !(view.getUint8(validity + (r >> 3)) >> (r & 7) & 1)) {
+        out.push(null);
+      } else if (type.format === 'i') {
+        out.push(view.getInt32(a.buffers[1] + 4 * r, true));
+      } else if (type.format === 'l') {
+        out.push(view.getBigInt64(a.buffers[1] + 8 * r, true));
+      } else if (type.format.startsWith('tsu:')) {
+        out.push(view.getBigInt64(a.buffers[1] + 8 * r, true) * 1000n);
+      } else if (type.format === 'g') {
+        out.push(view.getFloat64(a.buffers[1] + 8 * r, true));
+      } else if (type.format === 'u' || type.format === 'z') {
+        const begin = view.getInt32(a.buffers[1] + 4 * r, true);
+        const end = view.getInt32(a.buffers[1] + 4 * r + 4, true);
+        const bytes = new Uint8Array(view.buffer, a.buffers[2] + begin, end - begin);
+        out.push(type.format === 'u' ? Buffer.from(bytes).toString('utf8') : new Uint8Array(bytes));
+      } else {
+        throw new Error(`column ${type.name}: Arrow format ${type.format} not read here`);
+      }
+    }
+    return out;
+  };
+  return { refresh, schema, array, cells };
+}
+
+async function readParquetWasm(file, mode) {
+  const wasm = await import('parquet-wasm');
+  const table = wasm.readParquet(new Uint8Array(readFileSync(file)));
+  const stream = table.intoFFI();
+  const arrow = arrowReader();
+  arrow.refresh(wasm.wasmMemory());
+  const columns = arrow.schema(stream.schemaAddr()).children;
+  if (mode === 'schema') {
+    for (const c of columns) printLine([c.name, c.format]);
+    return;
+  }
+  for (let b = 0; b < stream.numArrays(); ++b) {
+    const batch = arrow.array(stream.arrayAddr(b));
+    const values = columns.map((c, i) => arrow.cells(c, batch.children[i]));
+    for (let r = 0; r < batch.length; ++r) printLine(values.map((v) => v[r]));
+  }
+  stream.drop();
+}
+
 const [file, reader, mode = 'rows'] = process.argv.slice(2);
-const readers = { duckdb: readDuckdb, hyparquet: readHyparquet };
-const modes = ['rows', 'schema', 'stats', 'count-csv', 'count-json'];
+const readers = { duckdb: readDuckdb, hyparquet: readHyparquet, 'parquet-wasm': readParquetWasm };
+const modes = ['rows', 'schema', 'stats', 'encodings', 'count-csv', 'count-json'];
 if (!file || !readers[reader] || !modes.includes(mode) ||
-    (mode.startsWith('count') && reader !== 'duckdb')) {
+    ((mode.startsWith('count') || mode === 'encodings') && reader !== 'duckdb') ||
+    (mode === 'stats' && reader === 'parquet-wasm')) {
   process.stderr.write(
-    'usage: read_parquet.mjs FILE duckdb|hyparquet [rows|schema|stats|count-csv|count-json]\n');
+    'usage: read_parquet.mjs FILE duckdb|hyparquet|parquet-wasm [rows|schema|stats|encodings|count-csv|count-json]\n');
   process.exit(2);
 }
 try {
