@@ -181,6 +181,11 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   output->Finish();
   writer->endDocument(processor.count());
   meter.Finish();
+  if (!writer->error().empty()) {
+    // The document is not whole: its stream fails, so it is not committed.
+    ErrorLine(writer->error());
+    out->setstate(std::ios::badbit);
+  }
   if (processor.read_failed()) *unreadable = true;
   if (WritesJsonDocument(options) && processor.formless().count() > 0)
     *warning = processor.formless().WarningLine();

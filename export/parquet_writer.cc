@@ -1,7 +1,6 @@
 #include "export/parquet_writer.h"
 
 #include <algorithm>
-#include <stdexcept>
 #include <utility>
 
 #include "archive/archive_format.h"
@@ -120,6 +119,7 @@ ParquetWriter::~ParquetWriter() = default;
 void ParquetWriter::beginDocument() { Put(file_.Header()); }
 
 void ParquetWriter::writeItem(const ExportItem& item) {
+  if (!error().empty()) return;
   const int64_t ts = item.timestamp == 0 ? 0 : item.timestamp + kBaseSinceUnixEpoch;
   std::array<int64_t, 3> texts;
   const std::string_view names[3] = {item.class_name, item.type_name, item.level};
@@ -228,7 +228,14 @@ void ParquetWriter::EndGroup() {
 void ParquetWriter::CollectOldest() {
   Page& page = *in_flight_.front();
   encoders_.Wait(&page);
-  if (!page.error.empty()) throw std::runtime_error("Parquet page not written: " + page.error);
+  if (!page.error.empty()) {
+    // Pages are made by this writer to fit: this is a fault of the program,
+    // and the file is not written.
+    Fail("Parquet page not written: " + page.error);
+    for (std::unique_ptr<Page>& later : in_flight_) encoders_.Wait(later.get());
+    in_flight_.clear();
+    return;
+  }
   group_rows_ += page.rows();
   for (size_t k = 0; k < kColumns; ++k) group_[k].push_back(std::move(page.encoded[k]));
   const bool ends_group = page.ends_group;
@@ -245,18 +252,21 @@ void ParquetWriter::WriteRowGroup() {
   const std::vector<ParquetColumnPage>& values = ended_dictionaries_.front();
   for (size_t k = 0; k < kColumns && error.empty(); ++k) {
     if (!values[k].integers.empty() || !values[k].text_ends.empty())
-      dictionary_pages[k] = EncodeDictionaryPage(columns_[k], values[k], &error);
+      EncodeDictionaryPage(columns_[k], values[k], &dictionary_pages[k], &error);
   }
   ended_dictionaries_.pop_front();
   row_group_.clear();
-  if (!error.empty() || !file_.AppendRowGroup(group_, dictionary_pages, &row_group_, &error))
-    throw std::runtime_error("Parquet row group not written: " + error);
+  if (!error.empty() || !file_.AppendRowGroup(group_, dictionary_pages, &row_group_, &error)) {
+    Fail("Parquet row group not written: " + error);
+    return;
+  }
   Put(row_group_);
   for (std::vector<EncodedPage>& pages : group_) pages.clear();
   group_rows_ = 0;
 }
 
 void ParquetWriter::endDocument(int32_t /*total*/) {
+  if (!error().empty()) return;
   if (current_->rows() > 0) {
     Submit(true);
   } else if (submitted_pages_ > 0) {
@@ -264,6 +274,7 @@ void ParquetWriter::endDocument(int32_t /*total*/) {
   }
   while (!in_flight_.empty()) CollectOldest();
   if (group_rows_ > 0) WriteRowGroup();
+  if (!error().empty()) return;
   Put(file_.Footer());
   flush();
 }
@@ -287,7 +298,7 @@ void ParquetWriter::Put(std::string_view bytes) {
 void ParquetWriter::Encode(Page* page) const {
   page->error.clear();  // a page may be encoded again, here after a worker failed on it
   for (size_t k = 0; k < kColumns && page->error.empty(); ++k)
-    page->encoded[k] = EncodeDataPage(columns_[k], page->columns[k], &page->error);
+    EncodeDataPage(columns_[k], page->columns[k], &page->encoded[k], &page->error);
 }
 
 }  // namespace qorarc

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "export/export_item.h"
 #include "export/writer_target.h"
@@ -59,13 +61,27 @@ class Writer {
   // indented real of pretty JSON).
   virtual size_t textBound(int code, uint8_t count, size_t text_bytes) const;
 
-  // True once a piece could not be written: the export may stop. Checked
-  // when a piece goes out, so asking costs nothing per item.
+  // True once a piece could not be written, or the writer could not go on:
+  // the export may stop. Checked when a piece goes out, so asking costs
+  // nothing per item.
   bool failed() const { return pending_.failed; }
+  // Why the writer itself could not go on (not the stream's failure, which
+  // shows in the stream), as a line for the user; empty while it can.
+  const std::string& error() const { return error_; }
 
  protected:
+  // Ends the document: nothing more goes out, and the run fails with
+  // `reason`. The first reason stays.
+  void Fail(std::string reason) {
+    if (error_.empty()) error_ = std::move(reason);
+    pending_.failed = true;
+  }
+
   std::unique_ptr<PendingText> own_text_;  // with a stream as the target
   PendingText& pending_;
+
+ private:
+  std::string error_;
 };
 
 }  // namespace qorarc

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <set>
+#include <utility>
 
 #include "parquet/parquet_format.h"
 
@@ -10,21 +11,27 @@ namespace qorarc {
 
 namespace {
 
-std::string CheckColumn(const ParquetColumnInfo& column) {
-  if (column.name.empty()) return "a Parquet column without a name";
+// Sets *err to `reason`; false, for a failing check's return.
+bool Fail(std::string reason, std::string* err) {
+  *err = std::move(reason);
+  return false;
+}
+
+bool CheckColumn(const ParquetColumnInfo& column, std::string* err) {
+  if (column.name.empty()) return Fail("a Parquet column without a name", err);
   const std::string named = " (column \"" + column.name + "\")";
   if (column.logical == ParquetLogical::kTimestampMicrosUtc && column.type != ParquetType::kInt64)
-    return "a Parquet timestamp column must be of type INT64" + named;
+    return Fail("a Parquet timestamp column must be of type INT64" + named, err);
   if (column.logical == ParquetLogical::kString && column.type != ParquetType::kString)
-    return "a Parquet STRING column must hold byte arrays" + named;
+    return Fail("a Parquet STRING column must hold byte arrays" + named, err);
   if (column.encoding == ParquetEncoding::kDeltaBinaryPacked && column.type != ParquetType::kInt32 &&
       column.type != ParquetType::kInt64)
-    return "DELTA_BINARY_PACKED is for Parquet integer columns only" + named;
+    return Fail("DELTA_BINARY_PACKED is for Parquet integer columns only" + named, err);
   if (!column.dictionary.empty() && column.type != ParquetType::kString)
-    return "only a Parquet byte array column can have a dictionary" + named;
+    return Fail("only a Parquet byte array column can have a dictionary" + named, err);
   if (column.dictionary.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max()))
-    return "a Parquet dictionary of more than 2^31 - 1 values" + named;
-  return "";
+    return Fail("a Parquet dictionary of more than 2^31 - 1 values" + named, err);
+  return true;
 }
 
 }  // namespace
@@ -48,16 +55,15 @@ int32_t ParquetConvertedType(ParquetLogical logical) {
   return -1;
 }
 
-std::string CheckParquetColumns(const std::vector<ParquetColumnInfo>& columns) {
-  if (columns.empty()) return "a Parquet file needs at least one column";
+bool CheckParquetColumns(const std::vector<ParquetColumnInfo>& columns, std::string* err) {
+  if (columns.empty()) return Fail("a Parquet file needs at least one column", err);
   std::set<std::string> names;
   for (const ParquetColumnInfo& column : columns) {
-    std::string error = CheckColumn(column);
-    if (!error.empty()) return error;
+    if (!CheckColumn(column, err)) return false;
     if (!names.insert(column.name).second)
-      return "two Parquet columns named \"" + column.name + "\"";
+      return Fail("two Parquet columns named \"" + column.name + "\"", err);
   }
-  return "";
+  return true;
 }
 
 }  // namespace qorarc

@@ -82,9 +82,9 @@ struct ParquetColumnPage {
 int32_t ParquetPhysicalType(ParquetType type);
 int32_t ParquetConvertedType(ParquetLogical logical);
 
-// Empty when the columns can be written, else why not: no columns, a column
-// without a name, a logical type its type cannot carry, a dictionary on a
-// column that is not kString.
-std::string CheckParquetColumns(const std::vector<ParquetColumnInfo>& columns);
+// True when the columns can be written; else false with *err set to why
+// not: no columns, a column without a name, a logical type its type cannot
+// carry, a dictionary on a column that is not kString.
+bool CheckParquetColumns(const std::vector<ParquetColumnInfo>& columns, std::string* err);
 
 }  // namespace qorarc

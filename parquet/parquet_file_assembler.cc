@@ -11,6 +11,12 @@ namespace qorarc {
 
 namespace {
 
+// Sets *err to `reason`; false, for a failing check's return.
+bool Fail(std::string reason, std::string* err) {
+  *err = std::move(reason);
+  return false;
+}
+
 namespace pq = parquet;
 
 void WriteSchemaLeaf(const ParquetColumnInfo& column, pq::ThriftWriter* writer) {
@@ -47,12 +53,12 @@ ParquetFileAssembler::ParquetFileAssembler(std::vector<ParquetColumnInfo> column
                                            std::string created_by)
     : columns_(std::move(columns)),
       created_by_(std::move(created_by)),
-      columns_error_(CheckParquetColumns(columns_)) {
+      columns_ok_(CheckParquetColumns(columns_, &columns_error_)) {
   // The dictionary is the same for every row group, so its page is too.
   dictionary_pages_.resize(columns_.size());
-  for (size_t i = 0; i < columns_.size() && columns_error_.empty(); ++i) {
+  for (size_t i = 0; i < columns_.size() && columns_ok_; ++i) {
     if (!columns_[i].dictionary.empty())
-      dictionary_pages_[i] = EncodeDictionaryPage(columns_[i], &columns_error_);
+      columns_ok_ = EncodeDictionaryPage(columns_[i], &dictionary_pages_[i], &columns_error_);
   }
 }
 
@@ -61,43 +67,43 @@ std::string ParquetFileAssembler::Header() {
   return std::string(pq::kMagic);
 }
 
-std::string ParquetFileAssembler::CheckPages(
-    const std::vector<std::vector<EncodedPage>>& pages_by_column) const {
-  if (!columns_error_.empty()) return columns_error_;
-  if (offset_ == 0) return "a Parquet row group before the file's header";
+bool ParquetFileAssembler::CheckPages(const std::vector<std::vector<EncodedPage>>& pages_by_column,
+                                     std::string* err) const {
+  if (!columns_ok_) return Fail(columns_error_, err);
+  if (offset_ == 0) return Fail("a Parquet row group before the file's header", err);
   if (pages_by_column.size() != columns_.size()) {
-    return "a Parquet row group of " + std::to_string(pages_by_column.size()) +
-           " columns in a file of " + std::to_string(columns_.size());
+    return Fail("a Parquet row group of " + std::to_string(pages_by_column.size()) +
+                    " columns in a file of " + std::to_string(columns_.size()),
+                err);
   }
   int64_t group_rows = -1;
   for (size_t c = 0; c < columns_.size(); ++c) {
     int64_t rows = 0;
     for (const EncodedPage& page : pages_by_column[c]) {
       if (page.bytes.empty() || page.rows <= 0)
-        return "Parquet column \"" + columns_[c].name + "\": a data page without rows";
+        return Fail("Parquet column \"" + columns_[c].name + "\": a data page without rows", err);
       rows += page.rows;
     }
-    if (rows == 0) return "Parquet column \"" + columns_[c].name + "\": a row group without rows";
+    if (rows == 0)
+      return Fail("Parquet column \"" + columns_[c].name + "\": a row group without rows", err);
     if (group_rows >= 0 && rows != group_rows) {
-      return "Parquet column \"" + columns_[c].name + "\": " + std::to_string(rows) +
-             " rows in a row group of " + std::to_string(group_rows);
+      return Fail("Parquet column \"" + columns_[c].name + "\": " + std::to_string(rows) +
+                      " rows in a row group of " + std::to_string(group_rows),
+                  err);
     }
     group_rows = rows;
   }
-  return "";
+  return true;
 }
 
 bool ParquetFileAssembler::AppendRowGroup(
     const std::vector<std::vector<EncodedPage>>& pages_by_column,
     const std::vector<EncodedPage>& dictionary_pages, std::string* out, std::string* error) {
-  std::string problem = CheckPages(pages_by_column);
-  if (problem.empty() && !dictionary_pages.empty() && dictionary_pages.size() != columns_.size()) {
-    problem = "Parquet dictionary pages for " + std::to_string(dictionary_pages.size()) +
-              " columns in a file of " + std::to_string(columns_.size());
-  }
-  if (!problem.empty()) {
-    *error = problem;
-    return false;
+  if (!CheckPages(pages_by_column, error)) return false;
+  if (!dictionary_pages.empty() && dictionary_pages.size() != columns_.size()) {
+    return Fail("Parquet dictionary pages for " + std::to_string(dictionary_pages.size()) +
+                    " columns in a file of " + std::to_string(columns_.size()),
+                error);
   }
   // The offsets in the file of bytes appended at *out's end.
   std::string& bytes = *out;
@@ -133,13 +139,6 @@ bool ParquetFileAssembler::AppendRowGroup(
   rows_ += group.rows;
   groups_.push_back(std::move(group));
   return true;
-}
-
-std::string ParquetFileAssembler::RowGroup(
-    const std::vector<std::vector<EncodedPage>>& pages_by_column,
-    const std::vector<EncodedPage>& dictionary_pages, std::string* error) {
-  std::string bytes;
-  return AppendRowGroup(pages_by_column, dictionary_pages, &bytes, error) ? bytes : "";
 }
 
 std::string ParquetFileAssembler::Footer() {

@@ -1,8 +1,8 @@
 // The Parquet file encoder: the pages of each column are encoded on their
 // own (EncodeDataPage, parquet/parquet_page.h, on any thread), and the
 // assembler puts them together in row groups and writes the footer that
-// points at them. The file is the concatenation, in order, of Header(), each
-// RowGroup() and Footer().
+// points at them. The file is the concatenation, in order, of Header(), the
+// bytes of each AppendRowGroup() and Footer().
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ namespace qorarc {
 class ParquetFileAssembler {
  public:
   // The columns as CheckParquetColumns() accepts them; otherwise every
-  // RowGroup() fails with its reason. `created_by` names the writing program.
+  // AppendRowGroup() fails with its reason. `created_by` names the writing program.
   ParquetFileAssembler(std::vector<ParquetColumnInfo> columns, std::string created_by);
 
   // "PAR1": the first bytes of the file; asked for once, before anything else.
@@ -29,20 +29,12 @@ class ParquetFileAssembler {
   // order, every column with the same number of rows (at least one) and every
   // page with at least one row, and the dictionary page of each column's
   // chunk dictionary (EncodeDictionaryPage; no bytes, or none given: no
-  // chunk dictionary). Returns the bytes to write next: per column its
+  // chunk dictionary). Appends the bytes to write next to *out (a buffer
+  // kept for the next row group saves making a new one): per column its
   // dictionary page (its chunk's, else its fixed dictionary's) and its data
   // pages. The offsets, sizes, encodings and merged statistics are kept for
-  // the footer. Pages that do not fit: an empty string and *error set to a
-  // one-line reason; the file stays as it was.
-  std::string RowGroup(const std::vector<std::vector<EncodedPage>>& pages_by_column,
-                       const std::vector<EncodedPage>& dictionary_pages, std::string* error);
-  std::string RowGroup(const std::vector<std::vector<EncodedPage>>& pages_by_column,
-                       std::string* error) {
-    return RowGroup(pages_by_column, {}, error);
-  }
-  // The same, the bytes appended to *out (a buffer kept for the next row
-  // group saves making a new one); false with *error set and *out as it was
-  // when the pages do not fit.
+  // the footer. Pages that do not fit: false with *error set to a one-line
+  // reason, *out and the file as they were.
   bool AppendRowGroup(const std::vector<std::vector<EncodedPage>>& pages_by_column,
                       const std::vector<EncodedPage>& dictionary_pages, std::string* out,
                       std::string* error);
@@ -69,11 +61,13 @@ class ParquetFileAssembler {
     uint64_t offset = 0;
   };
 
-  std::string CheckPages(const std::vector<std::vector<EncodedPage>>& pages_by_column) const;
+  bool CheckPages(const std::vector<std::vector<EncodedPage>>& pages_by_column,
+                  std::string* err) const;
 
   std::vector<ParquetColumnInfo> columns_;
   std::string created_by_;
-  std::string columns_error_;                  // empty when the columns can be written
+  std::string columns_error_;  // why the columns cannot be written
+  bool columns_ok_;
   std::vector<EncodedPage> dictionary_pages_;  // per column; empty bytes without a dictionary
   uint64_t offset_ = 0;                        // bytes handed out so far
   int64_t rows_ = 0;

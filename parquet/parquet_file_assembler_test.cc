@@ -133,8 +133,8 @@ TEST(ParquetFileTest, DataPageBytes) {
   };
   for (const auto& c : cases) {
     std::string error;
-    EncodedPage page = EncodeDataPage(c.column, c.page, &error);
-    EXPECT_EQ(error, "") << c.what;
+    EncodedPage page;
+    EXPECT_TRUE(EncodeDataPage(c.column, c.page, &page, &error)) << c.what << ": " << error;
     EXPECT_EQ(page.rows, c.page.rows()) << c.what;
     ExpectPage(page, 0, 5, c.data_header, c.body, c.what);
   }
@@ -142,15 +142,16 @@ TEST(ParquetFileTest, DataPageBytes) {
 
 TEST(ParquetFileTest, DictionaryPageBytes) {
   std::string error;
-  EncodedPage page = EncodeDictionaryPage(
-      {"k", ParquetType::kString, ParquetLogical::kString, {"b", "", "c"}}, &error);
-  EXPECT_EQ(error, "");
+  EncodedPage page;
+  EXPECT_TRUE(EncodeDictionaryPage(
+      {"k", ParquetType::kString, ParquetLogical::kString, {"b", "", "c"}}, &page, &error))
+      << error;
   ExpectPage(page, 2, 7, "\x15\x06\x15\x00\x00"s,
              "\x01\x00\x00\x00" "b" "\x00\x00\x00\x00" "\x01\x00\x00\x00" "c"s, "dictionary");
   // A chunk's dictionary of a column with a fixed one: the texts of its indices.
-  page = EncodeDictionaryPage({"k", ParquetType::kString, ParquetLogical::kString, {"b", "", "c"}},
-                              {.integers = {2, 0}}, &error);
-  EXPECT_EQ(error, "");
+  EXPECT_TRUE(EncodeDictionaryPage({"k", ParquetType::kString, ParquetLogical::kString, {"b", "", "c"}},
+                                   {.integers = {2, 0}}, &page, &error))
+      << error;
   ExpectPage(page, 2, 7, "\x15\x04\x15\x00\x00"s,
              "\x01\x00\x00\x00" "c" "\x01\x00\x00\x00" "b"s, "chunk dictionary of texts");
 }
@@ -214,7 +215,9 @@ TEST(ParquetFileTest, BadPages) {
   };
   for (const auto& c : cases) {
     std::string error;
-    EncodedPage page = EncodeDataPage(c.column, c.page, &error);
+    EncodedPage page;
+    page.bytes = "stale";
+    EXPECT_FALSE(EncodeDataPage(c.column, c.page, &page, &error)) << c.what;
     EXPECT_EQ(error, c.error) << c.what;
     EXPECT_EQ(page.bytes, "") << c.what;
   }
@@ -240,14 +243,17 @@ TEST(ParquetFileTest, BadColumns) {
       {"same name twice", {{"a", T::kInt64}, {"a", T::kDouble}}, "two Parquet columns named \"a\""},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(CheckParquetColumns(c.columns), c.error) << c.what;
+    std::string error;
+    EXPECT_EQ(CheckParquetColumns(c.columns, &error), *c.error == '\0') << c.what;
+    EXPECT_EQ(error, c.error) << c.what;
     // The assembler refuses every row group of such columns.
     ParquetFileAssembler file(c.columns, "");
     file.Header();
-    std::string error;
     if (*c.error != '\0') {
-      EXPECT_EQ(file.RowGroup({}, &error), "") << c.what;
-      EXPECT_EQ(error, c.error) << c.what;
+      std::string bytes = "before", refusal;
+      EXPECT_FALSE(file.AppendRowGroup({}, {}, &bytes, &refusal)) << c.what;
+      EXPECT_EQ(refusal, c.error) << c.what;
+      EXPECT_EQ(bytes, "before") << c.what;
     }
   }
 }
@@ -256,9 +262,10 @@ TEST(ParquetFileTest, BadRowGroups) {
   const std::vector<ParquetColumnInfo> columns = {{"a", ParquetType::kInt64},
                                                   {"b", ParquetType::kInt64}};
   std::string error;
-  EncodedPage one = EncodeDataPage(columns[0], {.defined = {1}, .integers = {1}}, &error);
-  EncodedPage two = EncodeDataPage(columns[0], {.defined = {1, 0}, .integers = {1}}, &error);
-  ASSERT_EQ(error, "");
+  EncodedPage one, two;
+  ASSERT_TRUE(EncodeDataPage(columns[0], {.defined = {1}, .integers = {1}}, &one, &error) &&
+              EncodeDataPage(columns[0], {.defined = {1, 0}, .integers = {1}}, &two, &error))
+      << error;
   const struct {
     const char* what;
     bool header;
@@ -276,13 +283,17 @@ TEST(ParquetFileTest, BadRowGroups) {
   for (const auto& c : cases) {
     ParquetFileAssembler file(columns, "");
     if (c.header) file.Header();
-    EXPECT_EQ(file.RowGroup(c.pages, &error), "") << c.what;
+    std::string bytes;
+    EXPECT_FALSE(file.AppendRowGroup(c.pages, {}, &bytes, &error)) << c.what;
     EXPECT_EQ(error, c.error) << c.what;
+    EXPECT_EQ(bytes, "") << c.what;
   }
   // The pages of a good row group follow the header, column by column.
   ParquetFileAssembler file(columns, "");
   file.Header();
-  EXPECT_EQ(file.RowGroup({{one, one}, {two}}, &error), one.bytes + one.bytes + two.bytes);
+  std::string bytes;
+  EXPECT_TRUE(file.AppendRowGroup({{one, one}, {two}}, {}, &bytes, &error)) << error;
+  EXPECT_EQ(bytes, one.bytes + one.bytes + two.bytes);
 }
 
 }  // namespace

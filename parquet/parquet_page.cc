@@ -196,12 +196,13 @@ bool FinishPage(std::string_view body, const ParquetColumnInfo& column, int32_t 
 
 }  // namespace
 
-EncodedPage EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnPage& page,
-                           std::string* error) {
+bool EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnPage& page,
+                    EncodedPage* out, std::string* error) {
+  *out = EncodedPage();
   EncodedPage encoded;
   if (static_cast<uint64_t>(page.rows()) > kMaxI32) {
     *error = Named(column) + "a page of more than 2^31 - 1 rows";
-    return encoded;
+    return false;
   }
   int64_t present = 0;
   uint8_t all = 0;
@@ -213,9 +214,9 @@ EncodedPage EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnP
     const uint8_t d = *std::find_if(page.defined.begin(), page.defined.end(),
                                     [](uint8_t d) { return d > 1; });
     *error = Named(column) + "a definition flag of " + std::to_string(d) + ", not 0 or 1";
-    return encoded;
+    return false;
   }
-  if (!CheckPage(column, page, present, error)) return encoded;
+  if (!CheckPage(column, page, present, error)) return false;
 
   thread_local std::string body;
   body.assign(pq::kLevelsLengthBytes, '\0');
@@ -236,27 +237,30 @@ EncodedPage EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnP
   };
   if (!FinishPage(body, column, pq::page_type::kDataPage, pq::page_header::kDataPageHeader, write_header,
                   &encoded, error)) {
-    return EncodedPage();
+    return false;
   }
   encoded.rows = page.rows();
-  return encoded;
+  *out = std::move(encoded);
+  return true;
 }
 
-EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, std::string* error) {
+bool EncodeDictionaryPage(const ParquetColumnInfo& column, EncodedPage* out, std::string* error) {
   ParquetColumnPage values;
   for (const std::string& value : column.dictionary) {
     values.text += value;
     if (values.text.size() > std::numeric_limits<uint32_t>::max()) {
       *error = Named(column) + "a dictionary of more than 4 GiB";
-      return EncodedPage();
+      *out = EncodedPage();
+      return false;
     }
     values.text_ends.push_back(static_cast<uint32_t>(values.text.size()));
   }
-  return EncodeDictionaryPage(column, values, error);
+  return EncodeDictionaryPage(column, values, out, error);
 }
 
-EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetColumnPage& values,
-                                 std::string* error) {
+bool EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetColumnPage& values,
+                          EncodedPage* out, std::string* error) {
+  *out = EncodedPage();
   if (!column.dictionary.empty() && !values.integers.empty()) {
     // Indices into a fixed dictionary: the texts they stand for.
     ParquetColumnPage texts;
@@ -264,12 +268,12 @@ EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetC
       if (index < 0 || static_cast<uint64_t>(index) >= column.dictionary.size()) {
         *error = Named(column) + "dictionary index " + std::to_string(index) + " outside 0.." +
                  std::to_string(column.dictionary.size() - 1);
-        return EncodedPage();
+        return false;
       }
       texts.text += column.dictionary[static_cast<size_t>(index)];
       texts.text_ends.push_back(static_cast<uint32_t>(texts.text.size()));
     }
-    return EncodeDictionaryPage(column, texts, error);
+    return EncodeDictionaryPage(column, texts, out, error);
   }
   std::string body;
   size_t count = 0;
@@ -287,7 +291,7 @@ EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetC
   }
   if (count > kMaxI32) {
     *error = Named(column) + "a dictionary of more than 2^31 - 1 values";
-    return EncodedPage();
+    return false;
   }
 
   auto write_header = [&](pq::ThriftWriter* writer) {
@@ -297,9 +301,10 @@ EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetC
   EncodedPage encoded;
   if (!FinishPage(body, column, pq::page_type::kDictionaryPage, pq::page_header::kDictionaryPageHeader,
                   write_header, &encoded, error)) {
-    return EncodedPage();
+    return false;
   }
-  return encoded;
+  *out = std::move(encoded);
+  return true;
 }
 
 }  // namespace qorarc

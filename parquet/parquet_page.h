@@ -25,17 +25,17 @@ struct EncodedPage {
 // indices into its chunk's dictionary; the header carries
 // the page's statistics. Pure, so pages may be encoded on several threads at
 // once. When the page does not fit the column (a count that does not match
-// the present rows, a value out of range, a page too large), returns a page
-// with no bytes and sets *error to a one-line reason.
-EncodedPage EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnPage& page,
-                           std::string* error);
+// the present rows, a value out of range, a page too large), returns false
+// with *out a page of no bytes and *error a one-line reason.
+bool EncodeDataPage(const ParquetColumnInfo& column, const ParquetColumnPage& page,
+                    EncodedPage* out, std::string* error);
 
 // A dictionary page: the values of `values` (integers, or text and
 // text_ends, as ParquetDictionaryBuilder::Take() gives them; for a column
 // with a fixed dictionary, indices into it that stand for its texts), PLAIN.
-EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetColumnPage& values,
-                                 std::string* error);
+bool EncodeDictionaryPage(const ParquetColumnInfo& column, const ParquetColumnPage& values,
+                          EncodedPage* out, std::string* error);
 // The dictionary page of a column with a fixed dictionary.
-EncodedPage EncodeDictionaryPage(const ParquetColumnInfo& column, std::string* error);
+bool EncodeDictionaryPage(const ParquetColumnInfo& column, EncodedPage* out, std::string* error);
 
 }  // namespace qorarc

@@ -144,19 +144,19 @@ std::string WriteFile(const std::vector<Row>& rows, const std::vector<std::vecto
         for (size_t n : page_rows) {
           ParquetColumnPage page = PageOf(rows, page_begin, page_begin + n, c);
           if (chunk_dictionary) dictionaries[c].Map(&page);
-          pages[c].push_back(EncodeDataPage(kColumns[c], page, &errors[c]));
+          pages[c].emplace_back();
+          EncodeDataPage(kColumns[c], page, &pages[c].back(), &errors[c]);
           page_begin += n;
         }
         const ParquetColumnPage values = dictionaries[c].Take();
         if (chunk_dictionary && (!values.integers.empty() || !values.text_ends.empty()))
-          dictionary_pages[c] = EncodeDictionaryPage(kColumns[c], values, &errors[c]);
+          EncodeDictionaryPage(kColumns[c], values, &dictionary_pages[c], &errors[c]);
       });
     }
     for (std::thread& t : threads) t.join();
     for (const std::string& error : errors) EXPECT_EQ(error, "");
     std::string error;
-    bytes += file.RowGroup(pages, dictionary_pages, &error);
-    EXPECT_EQ(error, "");
+    EXPECT_TRUE(file.AppendRowGroup(pages, dictionary_pages, &bytes, &error)) << error;
     for (size_t n : page_rows) begin += n;
   }
   EXPECT_EQ(begin, rows.size());
