@@ -22,7 +22,7 @@ struct LoopMessage {
 class ItemOutput {
  public:
   virtual ~ItemOutput();
-  // Writes one item, or queues it; may throw what the writer throws.
+  // Writes one item, or queues it.
   virtual void Write(const ArchiveItem& item) = 0;
   // Shows `message` once the items before it have been written, and not at
   // all when writing them failed: as one thread that stops at a failed
