@@ -6,6 +6,7 @@
 #include <string>
 
 #include "archive/archive_format.h"
+#include "export/row_mask.h"
 #include "export/view_builder.h"
 
 namespace qorarc {
@@ -23,7 +24,9 @@ class ItemOutput {
  public:
   virtual ~ItemOutput();
   // Writes one item, or queues it; may throw what the writer throws.
-  virtual void Write(const ArchiveItem& item) = 0;
+  // `left_out`: the rows its writer leaves out, or null; only read during
+  // the call.
+  virtual void Write(const ArchiveItem& item, const RowMask* left_out) = 0;
   // Shows `message` once the items before it have been written, and not at
   // all when writing them failed: as one thread that stops at a failed
   // write would never have read on to it.
@@ -48,7 +51,7 @@ class ItemOutput {
 class DirectOutput : public ItemOutput {
  public:
   explicit DirectOutput(Writer* writer);
-  void Write(const ArchiveItem& item) override;
+  void Write(const ArchiveItem& item, const RowMask* left_out) override;
   void Report(LoopMessage message) override { Show(message); }
   bool Failed() const override;
 

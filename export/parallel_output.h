@@ -71,7 +71,7 @@ class ParallelOutput : public ItemOutput {
   // Stops and joins the workers; blocks not yet written are dropped.
   ~ParallelOutput() override;
 
-  void Write(const ArchiveItem& item) override;
+  void Write(const ArchiveItem& item, const RowMask* left_out) override;
   void Report(LoopMessage message) override;
   void Finish() override;
   bool Failed() const override;
