@@ -145,6 +145,23 @@ INSTANTIATE_TEST_SUITE_P(
                 "archives.\n", 0}),
     [](const ::testing::TestParamInfo<RunCase>& info) { return std::string(info.param.name); });
 
+// Threads write the same samples and leave out the same: the reading
+// thread decides.
+TEST(OpenMetricsTest, SameForAnyThreadCount) {
+  TempDir dir;
+  WriteEdges(dir.path() + "/arc");
+  for (const char* threads : {"QORARC_THREADS=1", "QORARC_THREADS=2", "QORARC_THREADS=3"}) {
+    for (const char* batch : {"QORARC_BATCH_ITEMS=1", "QORARC_BATCH_ITEMS=2"}) {
+      SCOPED_TRACE(std::string(threads) + " " + batch);
+      const ProgramResult r =
+          RunQorArc({"-i", dir.path() + "/arc", "-om", kName}, {{threads, batch}, ""});
+      EXPECT_EQ(r.out, kSamples);
+      EXPECT_EQ(r.err, kWarning);
+      EXPECT_EQ(r.status, 2);
+    }
+  }
+}
+
 // The line protocol wins over OpenMetrics, with its own warning.
 TEST(OpenMetricsTest, LineProtocolWins) {
   TempDir dir;
