@@ -24,8 +24,9 @@ using namespace std::string_view_literals;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
-// An archive name that needs every escape of a label value, and a repair.
-constexpr char kName[] = "p\"l\\a\nn,t= x\xff";
+// An archive name that needs every escape of a label value, a carriage
+// return that needs none, and a repair.
+constexpr char kName[] = "p\"l\\a\nn,t= x\r\xff";
 
 void WriteEdges(const std::string& root) {
   ArchiveBuilder day0;
@@ -58,7 +59,7 @@ void WriteEdges(const std::string& root) {
   WriteArchiveFile(ArchiveFilePath(root, DayNumber(2019, 5, 3), kName), b.bytes());
 }
 
-#define LABELS R"(qorarc_value{archive="p\"l\\a\nn,t= x)" "\xef\xbf\xbd" R"(",)"
+#define LABELS R"(qorarc_value{archive="p\"l\\a\nn,t= x)" "\r\xef\xbf\xbd" R"(",)"
 const char kSamples[] =
     "# TYPE qorarc_value gauge\n"
     LABELS R"(id="12",class="AlDouble",type="data",index="0"} 0.25 1079919129.4165)" "\n"
@@ -120,9 +121,9 @@ INSTANTIATE_TEST_SUITE_P(
                 {"-jl", "-lc", "-cf", "--openmetrics", "-dscl", kName}, kSamples, kWarning, 2},
         RunCase{"OneSeriesTwiceInOneMillisecondThenOlder", {"-om", "-f", "10", kName},
                 "# TYPE qorarc_value gauge\n"
-                R"(qorarc_value{archive="p\"l\\a\nn,t= x)" "\xef\xbf\xbd"
+                R"(qorarc_value{archive="p\"l\\a\nn,t= x)" "\r\xef\xbf\xbd"
                 R"(",id="10",class="AlDouble",type="data",index="0"} 1.0 1556877608.0005)" "\n"
-                R"(qorarc_value{archive="p\"l\\a\nn,t= x)" "\xef\xbf\xbd"
+                R"(qorarc_value{archive="p\"l\\a\nn,t= x)" "\r\xef\xbf\xbd"
                 R"(",id="10",class="AlDouble",type="data",index="0"} 4.0 1556877608.0015)" "\n"
                 "# EOF\n",
                 "Warning: 2 values have no OpenMetrics sample and were left out (0 without a "
@@ -135,9 +136,9 @@ INSTANTIATE_TEST_SUITE_P(
                 "ID 9 at 2019-05-03T10:00:07.000000Z).\n", 2},
         RunCase{"AllWrittenNoWarning", {"-om", "-f", "8", kName},
                 "# TYPE qorarc_value gauge\n"
-                R"(qorarc_value{archive="p\"l\\a\nn,t= x)" "\xef\xbf\xbd"
+                R"(qorarc_value{archive="p\"l\\a\nn,t= x)" "\r\xef\xbf\xbd"
                 R"(",id="8",class="GrBool",type="data",index="0"} 1 1556877605.0005)" "\n"
-                R"(qorarc_value{archive="p\"l\\a\nn,t= x)" "\xef\xbf\xbd"
+                R"(qorarc_value{archive="p\"l\\a\nn,t= x)" "\r\xef\xbf\xbd"
                 R"(",id="8",class="GrBool",type="data",index="1"} 0 1556877605.0005)" "\n"
                 "# EOF\n", "", 0},
         RunCase{"NothingFound", {"-om", "nothing"}, "# TYPE qorarc_value gauge\n# EOF\n",
