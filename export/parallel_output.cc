@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "export/writer.h"
@@ -48,6 +49,9 @@ void Unpack(const QueuedItem& queued, const std::string& arena, size_t* offset,
   item->text.assign(arena, *offset, queued.text_size);
   *offset += queued.text_size;
 }
+
+// A RowMask travels in the arena as its bytes.
+static_assert(std::is_trivially_copyable_v<RowMask>);
 
 // Unpacks the RowMask of an item, if it has one, from `*offset` into
 // `*mask` and moves the offset past it; null for an item without.
