@@ -114,11 +114,14 @@ void PrintHelp(std::ostream* out_stream) {
         {"", "quoted where needed; the delimiter options apply"},
         {"-lp, --line-protocol", "exports one InfluxDB line protocol point per value,"},
         {"", "time stamps in nanoseconds since 1970"},
+        {"-om, --openmetrics", "exports one OpenMetrics gauge sample per number,"},
+        {"", "time stamps in seconds since 1970, for Prometheus"},
         {"-pq, --parquet", "exports the rows of --long-csv, typed, as a Parquet file"},
         {"", "(to a file with -o, or to standard output that is no terminal)"},
         {"", "--parquet wins over --json-lines, which wins over --long-csv,"},
         {"", "which wins over --csv"},
-        {"", "--line-protocol wins over all of them but --parquet"}}},
+        {"", "--line-protocol wins over all of them but --parquet"},
+        {"", "--openmetrics wins over --json-lines, --long-csv and --csv"}}},
   };
   bool first = true;
   for (const HelpSection& section : sections) {

@@ -15,7 +15,7 @@ namespace {
 enum class Opt {
   kHelp, kVerbose, kVersion, kScan, kCsv, kPretty, kItemCount, kItemTotalCount,
   kNoData, kNoEvents, kNoLog, kFromTime, kUntilTime, kFilterId, kColumnFilter,
-  kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab, kJsonLines, kLongCsv, kLineProtocol, kParquet,
+  kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab, kJsonLines, kLongCsv, kLineProtocol, kOpenMetrics, kParquet,
   kStrict, kState, kStateWait,
 };
 
@@ -52,6 +52,7 @@ constexpr OptionSpec kOptionTable[] = {
     {"-jl", "--json-lines", false, Opt::kJsonLines},
     {"-lc", "--long-csv", false, Opt::kLongCsv},
     {"-lp", "--line-protocol", false, Opt::kLineProtocol},
+    {"-om", "--openmetrics", false, Opt::kOpenMetrics},
     {"-pq", "--parquet", false, Opt::kParquet},
     {"", "--strict", false, Opt::kStrict},
     {"", "--state", true, Opt::kState},
@@ -182,6 +183,10 @@ void ApplyFlag(Options* options, Opt opt) {
     case Opt::kLineProtocol:
       options->line_protocol = true;
       VerboseLine("Export to InfluxDB line protocol enabled.");
+      break;
+    case Opt::kOpenMetrics:
+      options->open_metrics = true;
+      VerboseLine("Export to OpenMetrics enabled.");
       break;
     case Opt::kParquet:
       options->parquet = true;

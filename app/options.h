@@ -17,6 +17,7 @@ struct Options {
   bool json_lines = false;
   bool long_csv = false;
   bool line_protocol = false;
+  bool open_metrics = false;
   bool parquet = false;
   bool pretty_print = false;
   bool delimiter_semicolon = false;

@@ -55,7 +55,7 @@ TEST(ParseOptionsTest, ArchiveNameAndMessages) {
       {"every long switch",
        {"--verbose", "--scan", "--csv", "--pretty-print", "--item-total-count", "--no-data", "--no-events",
         "--no-log", "--delimiter-semicol", "--delimiter-space", "--delimiter-tab", "--json-lines",
-        "--long-csv", "--line-protocol"},
+        "--long-csv", "--line-protocol", "--openmetrics"},
        true, "",
        "Verbose mode enabled.\nScan mode enabled.\nExport to CSV enabled.\n"
        "Pretty-print format for JSON export enabled.\n"
@@ -64,7 +64,7 @@ TEST(ParseOptionsTest, ArchiveNameAndMessages) {
        "Flag to export no items with logs was enabled.\nDelimiter for CSV columns set to semicolon.\n"
        "Delimiter for CSV columns set to space.\nDelimiter for CSV columns set to tab.\n"
        "Export to JSON Lines enabled.\nExport to long CSV enabled.\n"
-       "Export to InfluxDB line protocol enabled.\n"},
+       "Export to InfluxDB line protocol enabled.\nExport to OpenMetrics enabled.\n"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);

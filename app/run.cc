@@ -26,6 +26,7 @@
 #include "export/json_writer.h"
 #include "export/line_protocol_writer.h"
 #include "export/long_csv_writer.h"
+#include "export/open_metrics_writer.h"
 #include "export/parallel_output.h"
 #include "export/parquet_writer.h"
 #include "output/block_compressor.h"
@@ -89,17 +90,20 @@ int32_t DelimiterOf(const Options& options) {
 // True when the export is the JSON document, the format no other switch
 // replaces: the one with no form for time and error arrays.
 bool WritesJsonDocument(const Options& options) {
-  return !options.parquet && !options.line_protocol && !options.json_lines && !options.long_csv &&
-         !options.csv;
+  return !options.parquet && !options.line_protocol && !options.open_metrics &&
+         !options.json_lines && !options.long_csv && !options.csv;
 }
 
 // The writer of an export document on `out`. Of several format switches,
-// Parquet wins over the line protocol, the line protocol over JSON Lines,
-// JSON Lines over long CSV, and long CSV over CSV.
+// Parquet wins over the line protocol, the line protocol over OpenMetrics,
+// OpenMetrics over JSON Lines, JSON Lines over long CSV, and long CSV over
+// CSV.
 std::unique_ptr<Writer> MakeWriter(const Options& options, WriterTarget out) {
   if (options.parquet) return std::make_unique<ParquetWriter>(out, ExportThreads());
   if (options.line_protocol)
     return std::make_unique<LineProtocolWriter>(out, options.archive_name);
+  if (options.open_metrics)
+    return std::make_unique<OpenMetricsWriter>(out, options.archive_name);
   if (options.json_lines) return std::make_unique<JsonLinesWriter>(out);
   if (options.long_csv) return std::make_unique<LongCsvWriter>(out, DelimiterOf(options));
   if (options.csv)
@@ -171,6 +175,8 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   ItemProcessor processor(&filter, options.item_total_count, output.get());
   if (cursor != nullptr) processor.KeepCursor();
   if (options.line_protocol && !options.parquet) processor.CountUnwrittenPoints();
+  if (options.open_metrics && !options.line_protocol && !options.parquet)
+    processor.CountUnwrittenSamples();
   AReadState state;
   const ProgressMeter::Mode progress = ProgressMeter::Wanted(!options.output_path.empty());
   ProgressMeter meter(progress, &processor, &state, entries, filter.item_count_limit);
@@ -190,6 +196,8 @@ void WriteDocument(const Options& options, const ItemFilter& filter,
   if (WritesJsonDocument(options) && processor.formless().count() > 0)
     *warning = processor.formless().WarningLine();
   if (processor.unwritten().count() > 0) *warning = processor.unwritten().WarningLine();
+  if (processor.unwritten_samples().count() > 0)
+    *warning = processor.unwritten_samples().WarningLine();
   if (cursor != nullptr) {
     cursor->Advance(entries, processor.consumed());
     *written = processor.written();

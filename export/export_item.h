@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "archive/value_elements.h"
+#include "export/row_mask.h"
 
 namespace qorarc {
 
@@ -20,6 +21,9 @@ struct ExportItem {
   int32_t id = -1;              // negative: the item has no ID
   int32_t value_count = 0;      // 0 or less: no values
   ItemValue value;
+  // The rows the writer leaves out, by element index; null: none. Only the
+  // OpenMetrics writer reads it.
+  const RowMask* left_out = nullptr;
 };
 
 }  // namespace qorarc

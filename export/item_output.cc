@@ -15,7 +15,11 @@ void ItemOutput::Show(const LoopMessage& message) {
 DirectOutput::DirectOutput(Writer* writer)
     : writer_(writer), views_(writer->showsDateTime()) {}
 
-void DirectOutput::Write(const ArchiveItem& item) { writer_->writeItem(views_.Build(item)); }
+void DirectOutput::Write(const ArchiveItem& item, const RowMask* left_out) {
+  ExportItem view = views_.Build(item);
+  view.left_out = left_out;
+  writer_->writeItem(view);
+}
 
 bool DirectOutput::Failed() const { return writer_->failed(); }
 

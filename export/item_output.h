@@ -6,6 +6,7 @@
 #include <string>
 
 #include "archive/archive_format.h"
+#include "export/row_mask.h"
 #include "export/view_builder.h"
 
 namespace qorarc {
@@ -22,8 +23,9 @@ struct LoopMessage {
 class ItemOutput {
  public:
   virtual ~ItemOutput();
-  // Writes one item, or queues it.
-  virtual void Write(const ArchiveItem& item) = 0;
+  // Writes one item, or queues it. `left_out`: the rows its writer leaves
+  // out, or null; only read during the call.
+  virtual void Write(const ArchiveItem& item, const RowMask* left_out) = 0;
   // Shows `message` once the items before it have been written, and not at
   // all when writing them failed: as one thread that stops at a failed
   // write would never have read on to it.
@@ -48,7 +50,7 @@ class ItemOutput {
 class DirectOutput : public ItemOutput {
  public:
   explicit DirectOutput(Writer* writer);
-  void Write(const ArchiveItem& item) override;
+  void Write(const ArchiveItem& item, const RowMask* left_out) override;
   void Report(LoopMessage message) override { Show(message); }
   bool Failed() const override;
 

@@ -67,7 +67,8 @@ bool ItemProcessor::Item(const ArchiveItem& item) {
   ++written_;
   formless_.Note(item);
   if (count_unwritten_) unwritten_.Note(item);
-  output_->Write(item);
+  const RowMask* left_out = count_unwritten_samples_ ? unwritten_samples_.Note(item) : nullptr;
+  output_->Write(item, left_out);
   return true;
 }
 

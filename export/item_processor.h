@@ -17,6 +17,7 @@
 #include "export/item_output.h"
 #include "export/range_set.h"
 #include "export/unwritten_points.h"
+#include "export/unwritten_samples.h"
 
 namespace qorarc {
 
@@ -65,6 +66,9 @@ class ItemProcessor : public ItemSink, public LoopReporter {
   void KeepCursor() { keep_cursor_ = true; }
   // Counts the values the line protocol leaves out (-lp).
   void CountUnwrittenPoints() { count_unwritten_ = true; }
+  // Counts the values OpenMetrics leaves out, and tells its writer the
+  // samples to skip (-om).
+  void CountUnwrittenSamples() { count_unwritten_samples_ = true; }
   // The last position of each file that consumed a record, in file order.
   std::vector<ReadPosition> consumed() const;
 
@@ -76,6 +80,8 @@ class ItemProcessor : public ItemSink, public LoopReporter {
   const FormlessItems& formless() const { return formless_; }
   // The values written that the line protocol has no form for.
   const UnwrittenPoints& unwritten() const { return unwritten_; }
+  // The values written that OpenMetrics has no sample for.
+  const UnwrittenSamples& unwritten_samples() const { return unwritten_samples_; }
   // Some file could not be opened or read (and that was shown).
   bool read_failed() const { return output_->read_failed(); }
 
@@ -89,6 +95,8 @@ class ItemProcessor : public ItemSink, public LoopReporter {
   FormlessItems formless_;
   bool count_unwritten_ = false;
   UnwrittenPoints unwritten_;
+  bool count_unwritten_samples_ = false;
+  UnwrittenSamples unwritten_samples_;
   bool keep_cursor_ = false;
   bool cursor_held_ = false;  // the cursor moves no more
   std::vector<ReadPosition> consumed_;  // the last position of each file so far

@@ -32,7 +32,7 @@ TEST(JudgeTest, TimeSpan) {
 
 // Counts the items it is given; may have failed.
 struct CountingOutput : ItemOutput {
-  void Write(const ArchiveItem&) override { ++written; }
+  void Write(const ArchiveItem&, const RowMask*) override { ++written; }
   void Report(LoopMessage) override {}
   bool Failed() const override { return failed; }
   int written = 0;

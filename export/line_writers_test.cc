@@ -16,6 +16,7 @@
 #include "export/json_lines_writer.h"
 #include "export/line_protocol_writer.h"
 #include "export/long_csv_writer.h"
+#include "export/open_metrics_writer.h"
 #include "export/parquet_writer.h"
 #include "support/export_items.h"
 
@@ -217,6 +218,70 @@ TEST(LineWritersTest, LineProtocolArchiveNames) {
                                 "1614834367123456789\n" +
                              head + ",class=GrDouble,id=12,index=1,type=data integer=7i "
                                     "1614834367123456789\n");
+  }
+}
+
+// OpenMetrics: a long archive name repeated on 255 lines of one item, each
+// item within the writer's bound, and the rows the reading thread left out
+// skipped at the edges of the mask's words.
+TEST(LineWritersTest, OpenMetricsLongestLabelsAndLeftOutRows) {
+  std::ostringstream out;
+  OpenMetricsWriter writer(&out, std::string(200, '"'));
+  std::string archive;
+  for (int i = 0; i < 200; ++i) archive += "\\\"";
+  std::vector<double> reals(255, 2.5);
+  RowMask left_out;
+  for (int32_t i : {0, 63, 64, 254}) left_out.Set(i);
+  ExportItem masked = Item(255, Value(24, reals.data()));
+  masked.left_out = &left_out;
+  const ExportItem items[] = {Item(255, Value(24, reals.data())), masked, Logged("text")};
+  writer.beginDocument();
+  size_t before = out.str().size();
+  for (const ExportItem& item : items) {
+    writer.writeItem(item);
+    writer.flush();
+    EXPECT_LE(out.str().size() - before,
+              writer.textBound(item.value.code, static_cast<uint8_t>(item.value_count),
+                               item.value.text.size()));
+    before = out.str().size();
+  }
+  writer.endDocument(3);
+  const std::string head =
+      "qorarc_value{archive=\"" + archive + "\",id=\"12\",class=\"GrDouble\",type=\"data\",index=\"";
+  std::string expected = "# TYPE qorarc_value gauge\n";
+  for (int i = 0; i < 255; ++i)
+    expected.append(head).append(std::to_string(i)).append("\"} 2.5 1614834367.1235\n");
+  for (int i = 0; i < 255; ++i) {
+    if (i == 0 || i == 63 || i == 64 || i == 254) continue;
+    expected.append(head).append(std::to_string(i)).append("\"} 2.5 1614834367.1235\n");
+  }
+  EXPECT_EQ(out.str(), expected + "# EOF\n");
+}
+
+// Archive names in the archive label: line feed, backslash and quote
+// escaped, a carriage return kept, bytes that are not UTF-8 replaced, an
+// empty name left out; integers at the limits.
+TEST(LineWritersTest, OpenMetricsArchiveNames) {
+  const struct {
+    const char* name;
+    const char* label;
+  } cases[] = {{"a\nb\r", "archive=\"a\\nb\r\","},
+               {"c\\", "archive=\"c\\\\\","},
+               {"d\"\xff", "archive=\"d\\\"" BAD "\","},
+               {"", ""}};
+  const int64_t larges[] = {std::numeric_limits<int64_t>::min()};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::ostringstream out;
+    OpenMetricsWriter writer(&out, c.name);
+    writer.writeItem(Item(2, Value(20, kLongs)));
+    writer.writeItem(Item(1, Value(10, larges)));
+    writer.endDocument(1);
+    const std::string head = std::string("qorarc_value{") + c.label + "id=\"12\",class=\"GrDouble\",";
+    EXPECT_EQ(out.str(), head + "type=\"data\",index=\"0\"} -2147483648 1614834367.1235\n" +
+                             head + "type=\"data\",index=\"1\"} 7 1614834367.1235\n" +
+                             head + "type=\"data\",index=\"0\"} -9223372036854775808 1614834367.1235\n"
+                             "# EOF\n");
   }
 }
 

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "export/writer.h"
@@ -21,6 +22,7 @@ struct QueuedItem {
   uint8_t count;
   uint16_t value_size;
   uint32_t text_size;
+  bool left_out;  // a RowMask follows the text
 };
 
 // Value bytes an item shows from: the first 8 (scalars, string lengths,
@@ -46,6 +48,19 @@ void Unpack(const QueuedItem& queued, const std::string& arena, size_t* offset,
   *offset += queued.value_size;
   item->text.assign(arena, *offset, queued.text_size);
   *offset += queued.text_size;
+}
+
+// A RowMask travels in the arena as its bytes.
+static_assert(std::is_trivially_copyable_v<RowMask>);
+
+// Unpacks the RowMask of an item, if it has one, from `*offset` into
+// `*mask` and moves the offset past it; null for an item without.
+const RowMask* UnpackMask(const QueuedItem& queued, const std::string& arena, size_t* offset,
+                          RowMask* mask) {
+  if (!queued.left_out) return nullptr;
+  std::memcpy(static_cast<void*>(mask), arena.data() + *offset, sizeof(RowMask));
+  *offset += sizeof(RowMask);
+  return mask;
 }
 
 // Brings a writer that has begun its document to the state after one item,
@@ -85,6 +100,7 @@ struct ParallelOutput::Formatter {
   std::unique_ptr<Writer> writer;
   ViewBuilder views;
   ArchiveItem item;
+  RowMask left_out;
 };
 
 ParallelOutput::ParallelOutput(Writer* document, PendingText* text, WriterFactory make_writer,
@@ -105,22 +121,26 @@ ParallelOutput::ParallelOutput(Writer* document, PendingText* text, WriterFactor
 
 ParallelOutput::~ParallelOutput() = default;
 
-void ParallelOutput::Write(const ArchiveItem& item) {
+void ParallelOutput::Write(const ArchiveItem& item, const RowMask* left_out) {
   if (direct_items_ < settings_.batch_items) {
     // The first batch is written as one thread writes it: a small export
     // needs no threads, and an output that fails at once stops the export
     // at the very item where one thread stops it.
     ++direct_items_;
-    document_->writeItem(views_.Build(item));
+    ExportItem view = views_.Build(item);
+    view.left_out = left_out;
+    document_->writeItem(view);
     return;
   }
   Batch& batch = *current_;
   const size_t value_size = ValueBytesOf(item);
   batch.items.push_back({item.time_low, item.time_high, item.id, item.day, item.type,
                          item.count, static_cast<uint16_t>(value_size),
-                         static_cast<uint32_t>(item.text.size())});
+                         static_cast<uint32_t>(item.text.size()), left_out != nullptr});
   batch.arena.append(reinterpret_cast<const char*>(item.value), value_size);
   batch.arena.append(item.text);
+  if (left_out != nullptr)
+    batch.arena.append(reinterpret_cast<const char*>(left_out), sizeof(RowMask));
   batch.text_bound += document_->textBound(item.code(), item.count, item.text.size());
   if (batch.items.size() >= settings_.batch_items || batch.text_bound >= settings_.batch_bytes)
     Submit();
@@ -256,7 +276,9 @@ void ParallelOutput::Format(Formatter* formatter, Batch* batch) {
   size_t offset = 0;
   for (const QueuedItem& queued : batch->items) {
     Unpack(queued, batch->arena, &offset, &formatter->item);
-    writer->writeItem(formatter->views.Build(formatter->item));
+    ExportItem view = formatter->views.Build(formatter->item);
+    view.left_out = UnpackMask(queued, batch->arena, &offset, &formatter->left_out);
+    writer->writeItem(view);
     batch->item_ends.push_back(text.size);
   }
   batch->block.Exchange(&text);

@@ -16,8 +16,9 @@
 //   (base/ordered_work.h): the reading thread fills it and submits it;
 //   the thread that runs it (a worker, or the reading thread itself while
 //   it waits) owns its text and item ends until it is done; then the
-//   reading thread owns all of it again. The items, arena and messages are
-//   only read after the first hand-over.
+//   reading thread owns all of it again. The items, arena (with the rows
+//   each writer leaves out, ExportItem::left_out) and messages are only
+//   read after the first hand-over.
 // - A formatter's writer, text, views and item belong to the thread
 //   numbered as it is in the queue; a worker that fails (out of memory)
 //   leaves its batch to the reading thread and formats no more.
@@ -71,7 +72,7 @@ class ParallelOutput : public ItemOutput {
   // Stops and joins the workers; blocks not yet written are dropped.
   ~ParallelOutput() override;
 
-  void Write(const ArchiveItem& item) override;
+  void Write(const ArchiveItem& item, const RowMask* left_out) override;
   void Report(LoopMessage message) override;
   void Finish() override;
   bool Failed() const override;

@@ -40,7 +40,7 @@ TEST(ParallelOutputTest, BatchEndsAtItsItemOrByteBound) {
         {.threads = 2, .batch_items = c.batch_items, .batch_bytes = c.batch_bytes});
     ArchiveItem item;
     // The first batch_items items the document's writer writes itself.
-    for (size_t i = 0; i <= c.batch_items; ++i) output.Write(item);
+    for (size_t i = 0; i <= c.batch_items; ++i) output.Write(item, nullptr);
     EXPECT_EQ(output.workers(), c.workers);
     output.Finish();
     document.endDocument(0);
@@ -93,7 +93,7 @@ TEST(ParallelOutputTest, MessagesComeOutAtTheirItemsPlace) {
     for (item.time_low = 1; item.time_low <= 9; ++item.time_low) {
       if (item.time_low == 5 || item.time_low == 6)
         output->Report({"before " + std::to_string(item.time_low)});
-      output->Write(item);
+      output->Write(item, nullptr);
     }
     output->Report({"after the last"});
     output->Finish();

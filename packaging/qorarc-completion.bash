@@ -30,7 +30,7 @@ _qorarc() {
         -itc --item-total-count -cf --csv -ch --csv-header
         -ccf --csv-column-filter -dscl --delimiter-semicol
         -dspc --delimiter-space -dtab --delimiter-tab
-        -jl --json-lines -lc --long-csv -lp --line-protocol -pq --parquet --strict --state --state-wait"
+        -jl --json-lines -lc --long-csv -lp --line-protocol -om --openmetrics -pq --parquet --strict --state --state-wait"
     COMPREPLY=()
 
     case $prev in

@@ -4,7 +4,7 @@
 # by its package-lock.json). Packages already present are left alone; the
 # package lists are refreshed only when an install fails without them.
 set -e
-packages="cmake g++ make rapidjson-dev libgtest-dev googletest libbenchmark-dev python3 dpkg-dev file groff-base lintian clang libclang-rt-14-dev sqlite3 python3-pandas jq zlib1g-dev libzstd-dev zstd pkg-config influxdb"
+packages="cmake g++ make rapidjson-dev libgtest-dev googletest libbenchmark-dev python3 dpkg-dev file groff-base lintian clang libclang-rt-14-dev sqlite3 python3-pandas jq zlib1g-dev libzstd-dev zstd pkg-config influxdb prometheus"
 # Node from any source will do; Debian's only when there is none.
 command -v node >/dev/null 2>&1 || packages="$packages nodejs npm"
 missing=""

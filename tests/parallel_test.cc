@@ -83,6 +83,7 @@ INSTANTIATE_TEST_SUITE_P(
         ParallelCase{"JsonLinesWithLimit", {"-jl", "-ic", "13"}},
         ParallelCase{"LongCsv", {"-lc", "-dscl"}},
         ParallelCase{"LineProtocolWithLimit", {"-lp", "-ic", "13"}},
+        ParallelCase{"OpenMetricsWithLimit", {"-om", "-ic", "13"}},
         ParallelCase{"FailedWrite", {"--csv", "-o", "/dev/full"}},
         ParallelCase{"FailedWriteOfJson", {"-ft2", "2019-12-31 00:00:05", "-o", "/dev/full"}}),
     [](const ::testing::TestParamInfo<ParallelCase>& info) { return std::string(info.param.name); });
@@ -107,7 +108,7 @@ std::string WriteLongArchive(const std::string& root) {
 TEST(ParallelFailureTest, FailedWriteEndsAsOneThread) {
   TempDir dir;
   const std::string arc = WriteLongArchive(dir.path() + "/arc");
-  for (const char* format : {"--csv", "-itc", "-p", "-jl", "-lc", "-lp"}) {
+  for (const char* format : {"--csv", "-itc", "-p", "-jl", "-lc", "-lp", "-om"}) {
     for (rlim_t limit : {70'000, 200'001, 450'000}) {
       SCOPED_TRACE(std::string(format) + " limited to " + std::to_string(limit) + " bytes");
       Launch launch;

@@ -124,7 +124,7 @@ TEST(UnattendedTest, StrictNothingFoundReplacesTheOutputFile) {
 TEST(UnattendedTest, CompressedOutputIsThePlainExport) {
   TempDir dir;
   const std::string arc = MakeArchive(dir, 60'000);
-  for (const char* format : {"-itc", "-p", "-cf", "-jl", "-lc", "-lp", "-s"}) {
+  for (const char* format : {"-itc", "-p", "-cf", "-jl", "-lc", "-lp", "-om", "-s"}) {
     const ProgramResult plain = RunQorArc({"-i", arc, format, "plant"});
     for (const std::string name : {"out.gz", "out.zst"}) {
       std::string one_thread;
@@ -133,8 +133,11 @@ TEST(UnattendedTest, CompressedOutputIsThePlainExport) {
         const std::string out = dir.path() + "/" + name;
         ProgramResult r = RunQorArc({"-o", out, "-i", arc, format, "plant"},
                                     {{threads, "QORARC_BATCH_ITEMS=500"}, ""});
-        EXPECT_EQ(r.out + r.err, "");
-        EXPECT_EQ(r.status, 0);
+        // OpenMetrics leaves out the repeats of a series in one millisecond:
+        // its warning and status are the plain export's.
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, std::string(format) == "-om" ? plain.err : "");
+        EXPECT_EQ(r.status, std::string(format) == "-om" ? 2 : 0);
         const std::string unpacked =
             RunShell((name == "out.gz" ? "zcat '" : "zstd -dcq '") + out + "'");
         EXPECT_TRUE(unpacked == plain.out) << unpacked.size() << " bytes, not " << plain.out.size();
