@@ -1,7 +1,8 @@
 #!/bin/sh
 # Export benchmark: builds a Release tree with the benchmarks, generates a
 # large archive (cached under build-bench/archives, keyed by the generator's
-# arguments), times compact JSON, pretty JSON, CSV, JSON Lines and long CSV
+# arguments), times compact JSON, pretty JSON, CSV, JSON Lines, long CSV,
+# Parquet, the line protocol and OpenMetrics
 # exports of it with one thread (QORARC_THREADS=1) and with the default
 # threads, against `cat` of their output as the byte-moving floor, reports
 # the peak memory of each export for 3 and 10 million items, checks the
@@ -86,7 +87,7 @@ echo "Machine: $(nproc) cores, load average $(cut -d' ' -f1-3 /proc/loadavg)"
 echo "Archive: $items items in $(ls "$arc"/*/*/*.rea | wc -l) files, $(du -sm "$arc" | cut -f1) MB; $runs runs each, medians"
 echo
 
-for mode in json pretty csv jsonl longcsv parquet; do
+for mode in json pretty csv jsonl longcsv parquet lineproto openmetrics; do
   case $mode in
     json) flags="" ;;
     pretty) flags="-p" ;;
@@ -94,7 +95,12 @@ for mode in json pretty csv jsonl longcsv parquet; do
     jsonl) flags="--json-lines" ;;
     longcsv) flags="--long-csv" ;;
     parquet) flags="--parquet" ;;
+    lineproto) flags="--line-protocol" ;;
+    openmetrics) flags="--openmetrics" ;;
   esac
+  # OpenMetrics has no sample for a log text: its runs end with the warning
+  # and status 2.
+  if [ "$mode" = openmetrics ]; then expect=2; else expect=0; fi
   fresh="$out/$mode.out"
   measure "$runs" "$mode.1" env QORARC_THREADS=1 "$qorarc" -i "$arc" -o "$out/$mode.out" $flags plant
   cp "$out/$mode.out" "$out/$mode.1.out"
@@ -105,16 +111,19 @@ for mode in json pretty csv jsonl longcsv parquet; do
     exit 1
   fi
   rm -f "$out/$mode.1.out"
+  status=$expect; expect=0
   measure "$runs" "$mode.floor" -o /dev/null cat "$out/$mode.out"
+  expect=$status
   # Memory only: once is enough.
   measure 1 "$mode.1.big" env QORARC_THREADS=1 "$qorarc" -i "$big" -o /dev/null $flags plant
   measure 1 "$mode.big" "$qorarc" -i "$big" -o /dev/null $flags plant
+  expect=0
 done
 
 threads=$(nproc); [ "$threads" -gt 16 ] && threads=16
 printf '%-22s %10s %10s %8s %8s %12s %9s %10s %10s %8s\n' \
   export "items/s" "MB/s" "wall s" "CPU s" "items/CPU s" "x floor" "RSS 3M" "RSS 10M" speedup
-for mode in json pretty csv jsonl longcsv parquet; do
+for mode in json pretty csv jsonl longcsv parquet lineproto openmetrics; do
   case $mode in
     json) label="compact JSON" ;;
     pretty) label="pretty JSON" ;;
@@ -122,6 +131,8 @@ for mode in json pretty csv jsonl longcsv parquet; do
     jsonl) label="JSON Lines" ;;
     longcsv) label="long CSV" ;;
     parquet) label="Parquet" ;;
+    lineproto) label="line protocol" ;;
+    openmetrics) label="OpenMetrics" ;;
   esac
   bytes=$(stat -c %s "$out/$mode.out")
   for run in "$mode.1" "$mode"; do
@@ -134,7 +145,7 @@ for mode in json pretty csv jsonl longcsv parquet; do
           rss / 1024, big / 1024, one / wall }'
   done
 done
-for mode in json pretty csv jsonl longcsv parquet; do
+for mode in json pretty csv jsonl longcsv parquet lineproto openmetrics; do
   awk -v mode=$mode -v bytes="$(stat -c %s "$out/$mode.out")" -v wall="$(wall $mode.floor)" 'BEGIN {
     printf "floor: cat of the %s output (%.0f MB) to /dev/null: %.3f s, %.0f MB/s\n",
       mode, bytes / 1e6, wall, bytes / wall / 1e6 }'
