@@ -35,6 +35,7 @@
 #include "export/json_lines_writer.h"
 #include "export/json_writer.h"
 #include "export/line_protocol_writer.h"
+#include "export/open_metrics_writer.h"
 #include "export/parallel_output.h"
 
 namespace qorarc {
@@ -78,7 +79,7 @@ struct Output {
   int64_t formless = 0;  // items of codes 25 and 27 written
 };
 
-enum class Format { kCompact, kPretty, kCsv, kJsonLines, kLineProtocol };
+enum class Format { kCompact, kPretty, kCsv, kJsonLines, kLineProtocol, kOpenMetrics };
 
 // `threaded`: three threads and batches of two items, so that batch edges
 // fall everywhere.
@@ -96,6 +97,8 @@ Output Export(const ItemFilter& filter, const std::vector<IdRange>& columns, boo
         return std::make_unique<CsvWriter>(out, "", columns, columns.empty() ? kComma : kTab);
       case Format::kJsonLines:
         return std::make_unique<JsonLinesWriter>(out);
+      case Format::kOpenMetrics:
+        return std::make_unique<OpenMetricsWriter>(out, "fuzz\"\n\\");
       case Format::kLineProtocol:
         return std::make_unique<LineProtocolWriter>(out, "fuzz, a=b\\");
       default:
@@ -114,6 +117,8 @@ Output Export(const ItemFilter& filter, const std::vector<IdRange>& columns, boo
     items = std::make_unique<DirectOutput>(writer.get());
   }
   ItemProcessor processor(&filter, count_all, items.get());
+  if (format == Format::kLineProtocol) processor.CountUnwrittenPoints();
+  if (format == Format::kOpenMetrics) processor.CountUnwrittenSamples();
   writer->beginDocument();
   state.Export(files, &processor, &processor);
   items->Finish();
@@ -174,9 +179,13 @@ void CheckExport(const ItemFilter& filter, const std::vector<IdRange>& columns, 
   Output pretty = Export(filter, columns, count_all, Format::kPretty, files);
   Output csv = Export(filter, columns, count_all, Format::kCsv, files);
   const Output points = Export(filter, columns, count_all, Format::kLineProtocol, files);
-  for (Format format : {Format::kPretty, Format::kCsv, Format::kLineProtocol}) {
-    const Output& direct =
-        format == Format::kCsv ? csv : format == Format::kLineProtocol ? points : pretty;
+  const Output samples = Export(filter, columns, count_all, Format::kOpenMetrics, files);
+  for (Format format :
+       {Format::kPretty, Format::kCsv, Format::kLineProtocol, Format::kOpenMetrics}) {
+    const Output& direct = format == Format::kCsv            ? csv
+                           : format == Format::kLineProtocol ? points
+                           : format == Format::kOpenMetrics  ? samples
+                                                             : pretty;
     const Output threaded = Export(filter, columns, count_all, format, files, true);
     if (threaded.text != direct.text || threaded.formless != direct.formless ||
         threaded.count != direct.count)
@@ -204,6 +213,21 @@ void CheckExport(const ItemFilter& filter, const std::vector<IdRange>& columns, 
         blank == std::string::npos || blank + 1 == line.size() ||
         line.find_first_not_of("-0123456789", blank + 1) != std::string::npos)
       Fail("a line protocol line is not one point", line, "");
+    start = end + 1;
+  }
+  // OpenMetrics: the family's TYPE line, samples with a time stamp each,
+  // "# EOF" last; no blank line, no line break inside a label.
+  if (!samples.text.starts_with("# TYPE qorarc_value gauge\n") ||
+      !samples.text.ends_with("# EOF\n"))
+    Fail("an OpenMetrics document without its TYPE line or # EOF", samples.text, "");
+  for (size_t start = samples.text.find('\n') + 1; start + 6 < samples.text.size();) {
+    const size_t end = samples.text.find('\n', start);
+    const std::string line = samples.text.substr(start, end - start);
+    const size_t blank = line.rfind(' ');
+    if (!line.starts_with("qorarc_value{archive=\"fuzz\\\"\\n\\\\\"") || line.find('}') == std::string::npos ||
+        blank == std::string::npos ||
+        line.find_first_not_of("0123456789.", blank + 1) != std::string::npos)
+      Fail("an OpenMetrics line is not one sample with its time stamp", line, "");
     start = end + 1;
   }
   const int32_t limit = filter.item_count_limit;
