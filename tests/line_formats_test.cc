@@ -14,6 +14,7 @@
 #include "archive/archive_writer.h"
 #include "support/program_run.h"
 #include "support/random_archive.h"
+#include "support/run_case.h"
 
 namespace qorarc::testing {
 namespace {
@@ -126,30 +127,9 @@ std::string Lines(size_t first, size_t end) {
 const std::string kNotFound =
     "Archive 'nothing' not found in '@arc'. Try parameter '--scan' to find available archives.\n";
 
-struct RunCase {
-  const char* name;
-  std::vector<std::string> args;  // "-i <root>" goes first
-  std::string out;
-  std::string err;
-};
-
-void PrintTo(const RunCase& c, std::ostream* os) { *os << c.name; }
-
 class LineFormatsTest : public ::testing::TestWithParam<RunCase> {};
 
-TEST_P(LineFormatsTest, Exports) {
-  const RunCase& c = GetParam();
-  TempDir dir;
-  const std::string root = dir.path() + "/arc";
-  WriteSample(root);
-  std::vector<std::string> args = {"-i", root};
-  args.insert(args.end(), c.args.begin(), c.args.end());
-  ProgramResult r = RunQorArc(args);
-  for (size_t at; (at = r.err.find(root)) != std::string::npos;) r.err.replace(at, root.size(), "@arc");
-  EXPECT_EQ(r.out, c.out);
-  EXPECT_EQ(r.err, c.err);
-  EXPECT_EQ(r.status, 0);
-}
+TEST_P(LineFormatsTest, Exports) { ExpectRun(GetParam(), WriteSample); }
 
 INSTANTIATE_TEST_SUITE_P(
     Runs, LineFormatsTest,

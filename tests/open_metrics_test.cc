@@ -16,6 +16,7 @@
 #include "archive/archive_writer.h"
 #include "support/program_run.h"
 #include "support/random_archive.h"
+#include "support/run_case.h"
 
 namespace qorarc::testing {
 namespace {
@@ -87,31 +88,9 @@ const std::string kWarning =
     "without a time stamp, 2 not after the last millisecond of their series; first: ID 13 "
     "without a time stamp).\n";
 
-struct RunCase {
-  const char* name;
-  std::vector<std::string> args;  // "-i <root>" goes first
-  std::string out;
-  std::string err;
-  int status;
-};
-
-void PrintTo(const RunCase& c, std::ostream* os) { *os << c.name; }
-
 class OpenMetricsTest : public ::testing::TestWithParam<RunCase> {};
 
-TEST_P(OpenMetricsTest, Exports) {
-  const RunCase& c = GetParam();
-  TempDir dir;
-  const std::string root = dir.path() + "/arc";
-  WriteEdges(root);
-  std::vector<std::string> args = {"-i", root};
-  args.insert(args.end(), c.args.begin(), c.args.end());
-  ProgramResult r = RunQorArc(args);
-  for (size_t at; (at = r.err.find(root)) != std::string::npos;) r.err.replace(at, root.size(), "@arc");
-  EXPECT_EQ(r.out, c.out);
-  EXPECT_EQ(r.err, c.err);
-  EXPECT_EQ(r.status, c.status);
-}
+TEST_P(OpenMetricsTest, Exports) { ExpectRun(GetParam(), WriteEdges); }
 
 INSTANTIATE_TEST_SUITE_P(
     Runs, OpenMetricsTest,
