@@ -122,19 +122,8 @@ TEST(LineProtocolInfluxTest, ServerReadsBackWhatLongCsvSays) {
     ASSERT_EQ(RunQorArc({"-i", root, "-lc", "-o", table, name}).status, 0);
     command += " " + lines + " " + table + " '" + db + ":" + name + "'";
   };
-  WriteEdges(dir.path() + "/edges");
-  add(dir.path() + "/edges", kName, "edges");
-  add(std::string(QORARC_TEST_SCRIPTS) + "/../sample/arc", "plant", "sample");
-  for (uint64_t seed = 1; seed <= 12; ++seed) {
-    const std::string root = dir.path() + "/" + std::to_string(seed);
-    Random r{std::mt19937_64(seed)};
-    WriteRandomArchive(r, root, {.non_finite = true, .text_arrays = true});
-    add(root, "plant", "random" + std::to_string(seed));
-  }
-  int status = -1;
-  const std::string output = RunShell(command + " 2>&1", &status);
-  EXPECT_EQ(status, 0) << output;
-  EXPECT_EQ(output, "ok\n");
+  ForEachReadbackArchive(dir.path(), WriteEdges, kName, add);
+  ExpectCheckPasses(command);
 }
 
 }  // namespace
