@@ -6,7 +6,6 @@
 
 #include "archive/archive_format.h"
 #include "base/time_base.h"
-#include "export/cut_at_nul.h"
 #include "export/long_rows.h"
 #include "export/real_text.h"
 #include "export/utf8_text.h"
@@ -107,12 +106,7 @@ void LineProtocolWriter::writeItem(const ExportItem& item) {
   ExpandRows(item, kReading, [&](const LongRow& row) {
     if (row.cell == LongRow::Cell::kReal && !std::isfinite(row.real)) return;
     std::string_view text;
-    if (row.cell == LongRow::Cell::kText) {
-      const std::string_view raw = CutAtNul(row.text);
-      text_.resize(kMaxRepairGrowth * raw.size());
-      text = std::string_view(
-          text_.data(), static_cast<size_t>(CopyValidUtf8(text_.data(), raw) - text_.data()));
-    }
+    if (row.cell == LongRow::Cell::kText) text = ShownText(row.text, &text_);
     char* out = pending_.Reserve(prefix_size + suffix_room + kLineFrame + 2 * text.size());
     if (!first) {
       // Reserve() may have moved the text: the prefix is found by its offset.
@@ -161,10 +155,6 @@ void LineProtocolWriter::endDocument(int32_t /*total*/) { flush(); }
 
 void LineProtocolWriter::writeEmptyResult() { flush(); }
 
-size_t LineProtocolWriter::textBound(int code, uint8_t count, size_t text_bytes) const {
-  const int32_t elements = ValueCount(code, count);
-  const size_t lines = elements > 0 && ShapeOf(code) == ValueShape::kArray ? elements : 1;
-  return 512 + 6 * text_bytes + (256 + archive_tag_.size()) * lines;
-}
+size_t LineProtocolWriter::lineBound() const { return 256 + archive_tag_.size(); }
 
 }  // namespace qorarc

@@ -47,7 +47,7 @@ class LineProtocolWriter final : public Writer {
   bool showsDateTime() const override { return false; }
   // Each line repeats the tags: the default bound does not hold for a long
   // archive name.
-  size_t textBound(int code, uint8_t count, size_t text_bytes) const override;
+  size_t lineBound() const override;
 
  private:
   // Elements read exactly, as long CSV reads them.

@@ -7,7 +7,6 @@
 
 #include "archive/archive_format.h"
 #include "export/csv_writer.h"
-#include "export/cut_at_nul.h"
 #include "export/long_rows.h"
 #include "export/real_text.h"
 #include "export/utf8_text.h"
@@ -90,12 +89,7 @@ void LongCsvWriter::writeItem(const ExportItem& item) {
   bool first = true;
   ExpandRows(item, kReading, [&](const LongRow& row) {
     std::string_view text;
-    if (row.cell == LongRow::Cell::kText) {
-      const std::string_view raw = CutAtNul(row.text);
-      text_.resize(kMaxRepairGrowth * raw.size());
-      text = std::string_view(
-          text_.data(), static_cast<size_t>(CopyValidUtf8(text_.data(), raw) - text_.data()));
-    }
+    if (row.cell == LongRow::Cell::kText) text = ShownText(row.text, &text_);
     char* out = pending_.Reserve(prefix_size + kIntegerSize + kValueSize + 2 * text.size() + 5);
     if (!first) {
       // Reserve() may have moved the text: the prefix is found by its offset.

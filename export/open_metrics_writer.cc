@@ -142,10 +142,6 @@ void OpenMetricsWriter::writeEmptyResult() {
   endDocument(0);
 }
 
-size_t OpenMetricsWriter::textBound(int code, uint8_t count, size_t text_bytes) const {
-  const int32_t elements = ValueCount(code, count);
-  const size_t lines = elements > 0 && ShapeOf(code) == ValueShape::kArray ? elements : 1;
-  return 512 + 6 * text_bytes + (256 + archive_label_.size()) * lines;
-}
+size_t OpenMetricsWriter::lineBound() const { return 256 + archive_label_.size(); }
 
 }  // namespace qorarc

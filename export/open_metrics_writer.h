@@ -48,7 +48,7 @@ class OpenMetricsWriter final : public Writer {
   bool showsDateTime() const override { return false; }
   // Each line repeats the labels: the default bound does not hold for a
   // long archive name.
-  size_t textBound(int code, uint8_t count, size_t text_bytes) const override;
+  size_t lineBound() const override;
 
  private:
   std::string archive_label_;  // `archive="<escaped name>",`, or empty

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "export/cut_at_nul.h"
+
 namespace qorarc {
 
 // Written here rather than taken from a library: the common converters
@@ -56,6 +58,13 @@ char* CopyValidUtf8(char* out, std::string_view s) {
     }
   }
   return out;
+}
+
+std::string_view ShownText(std::string_view raw, std::string* buffer) {
+  raw = CutAtNul(raw);
+  buffer->resize(kMaxRepairGrowth * raw.size());
+  return std::string_view(buffer->data(),
+                          static_cast<size_t>(CopyValidUtf8(buffer->data(), raw) - buffer->data()));
 }
 
 }  // namespace qorarc

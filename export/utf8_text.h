@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace qorarc {
@@ -27,5 +28,9 @@ void CopyUtf8Sequence(const unsigned char** p, const unsigned char* end, char** 
 // sequence replaced by U+FFFD, one replacement per byte; returns the end.
 // out must have room for kMaxRepairGrowth * s.size() bytes.
 char* CopyValidUtf8(char* out, std::string_view s);
+
+// What the line-oriented formats show of an archive text: the bytes before
+// its first NUL, repaired as above. The view points into `*buffer`.
+std::string_view ShownText(std::string_view raw, std::string* buffer);
 
 }  // namespace qorarc

@@ -17,7 +17,7 @@ void Writer::flush() { pending_.Flush(); }
 size_t Writer::textBound(int code, uint8_t count, size_t text_bytes) const {
   const int32_t elements = ValueCount(code, count);
   const size_t lines = elements > 0 && ShapeOf(code) == ValueShape::kArray ? elements : 1;
-  return 512 + 6 * text_bytes + 128 * lines;
+  return 512 + 6 * text_bytes + lineBound() * lines;
 }
 
 }  // namespace qorarc

@@ -55,11 +55,15 @@ class Writer {
 
   // More than the bytes of text writeItem() makes of an item with value
   // code `code`, count byte `count` and a text of `text_bytes` bytes: what
-  // the threaded export measures a batch by before it is formatted. The
-  // default fits every layout here: the fixed cells, the text escaped at six
-  // bytes a byte, and 128 bytes for each element (a row of long CSV, an
-  // indented real of pretty JSON).
-  virtual size_t textBound(int code, uint8_t count, size_t text_bytes) const;
+  // the threaded export measures a batch by before it is formatted. It fits
+  // every layout here: the fixed cells, the text escaped at six bytes a
+  // byte, and lineBound() bytes for each element.
+  size_t textBound(int code, uint8_t count, size_t text_bytes) const;
+
+  // The most one element of an array adds: 128 bytes fit a row of long CSV
+  // and an indented real of pretty JSON; a writer whose lines repeat more
+  // (a tag set, a label set) says how much.
+  virtual size_t lineBound() const { return 128; }
 
   // True once a piece could not be written, or the writer could not go on:
   // the export may stop. Checked when a piece goes out, so asking costs
