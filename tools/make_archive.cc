@@ -5,10 +5,7 @@
 // evenly over the files; within a file they are in time order. The mix is
 // mostly scalar process values, some small arrays and bit arrays, alarms of
 // every alarm code, log messages and a few system records. The output
-// depends only on the options: the pseudo-random numbers come from
-// std::mt19937_64, whose sequence the standard fixes, reduced to ranges here
-// rather than through the library's distributions, which differ between
-// implementations.
+// depends only on the options (tests/support/seeded_random.h).
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
@@ -23,6 +20,7 @@
 
 #include "archive/archive_format.h"
 #include "archive/archive_writer.h"
+#include "support/seeded_random.h"
 
 namespace qorarc {
 namespace {
@@ -60,20 +58,7 @@ struct Options {
 
 // Pseudo-random numbers reduced to ranges by plain arithmetic. The modulo
 // bias on a 64-bit draw is far below anything a test archive could show.
-class Random {
- public:
-  explicit Random(uint64_t seed) : engine_(seed) {}
-  // 0 to n - 1; n > 0.
-  uint64_t Below(uint64_t n) { return engine_() % n; }
-  // lo to hi inclusive.
-  int64_t Between(int64_t lo, int64_t hi) {
-    return lo + static_cast<int64_t>(Below(static_cast<uint64_t>(hi - lo) + 1));
-  }
-  bool OneIn(uint64_t n) { return Below(n) == 0; }
-
- private:
-  std::mt19937_64 engine_;
-};
+using testing::Random;
 
 // The signals of one archive: their IDs, shapes and current values, which
 // drift from item to item and from day to day.
@@ -395,7 +380,7 @@ int Run(int argc, char** argv) {
     return 0;
   }
 
-  Random random(options.seed);
+  Random random{std::mt19937_64(options.seed)};
   std::vector<Signals> signals;
   for (size_t i = 0; i < options.names.size(); ++i)
     signals.emplace_back(random);

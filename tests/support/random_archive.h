@@ -4,24 +4,13 @@
 #pragma once
 
 #include <cstdint>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
-namespace qorarc::testing {
+#include "support/seeded_random.h"
 
-// Pseudo-random numbers reduced to ranges by plain arithmetic, which the
-// standard fixes (its distributions differ between implementations).
-struct Random {
-  std::mt19937_64 engine;
-  uint64_t Bits() { return engine(); }
-  uint64_t Below(uint64_t n) { return engine() % n; }
-  int64_t Between(int64_t lo, int64_t hi) {
-    return lo + static_cast<int64_t>(Below(static_cast<uint64_t>(hi - lo) + 1));
-  }
-  bool OneIn(uint64_t n) { return Below(n) == 0; }
-};
+namespace qorarc::testing {
 
 // The items' times of day are whole microseconds, so that their time
 // texts are exact.
