@@ -77,16 +77,8 @@ FAULTS = [
      "std::min<int64_t>(range.last, covered_ - 1)", "std::min<int64_t>(range.last - 1, covered_ - 1)"),
     ("threads: worker not past an item", "export/parallel_output.cc",
      "  writer->writeItem(ExportItem{});\n", "  if (false) writer->writeItem(ExportItem{});\n"),
-    ("threads: refused item written before the blocks", "export/parallel_output.cc",
-     "  size_t start = 0;  // where item i's text begins in the block\n",
-     "  size_t start = 0;\n"
-     "  if (batch.error) {\n"
-     "    size_t offset = 0;\n"
-     "    for (size_t k = 0; k <= batch.item_ends.size(); ++k)\n"
-     "      Unpack(batch.items[k], batch.arena, &offset, &refused_);\n"
-     "    document_->writeItem(views_.Build(refused_));\n"
-     "    std::rethrow_exception(batch.error);\n"
-     "  }\n"),
+    ("threads: a batch's messages shown after its items", "export/parallel_output.cc",
+     "batch.messages[next_message].first == i;", "i == n;"),
     ("output file renamed after a failed export", "output/output_file.cc",
      "  if (!ok) {\n    RemoveHidden();\n    return false;\n  }\n  if (observer_",
      "  if (observer_"),
