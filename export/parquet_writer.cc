@@ -14,6 +14,10 @@ namespace {
 
 enum Column : size_t { kTs, kTsNs, kId, kClass, kType, kLevel, kIndex, kValue, kIntValue, kText };
 
+// The columns of one value per item (Page::items), in order: the columns
+// from kTsNs to kLevel.
+constexpr size_t kFirstItemColumn = kTsNs;
+
 // Nanoseconds from 1970-01-01, where Parquet's time stamps count from, to
 // the archive's time base.
 constexpr int64_t kBaseSinceUnixEpoch =
@@ -51,16 +55,25 @@ void Real(ParquetColumnPage* column, double v) {
 }  // namespace
 
 struct ParquetWriter::Page : WorkJob {
+  // The columns of one value per item, ts_ns, id, class, type and level,
+  // once per run of an item's rows on the page, with the run's length:
+  // ts and these columns are filled row by row from them where the page is
+  // encoded (Expand()). The row columns are filled row by row.
+  std::array<ParquetColumnPage, kItemColumns> items;
+  std::vector<uint32_t> run_rows;
   std::array<ParquetColumnPage, kColumns> columns;
   std::array<EncodedPage, kColumns> encoded;
   std::string error;  // why a column could not be encoded
+  int64_t rows = 0;
   bool ends_group = false;  // the last page of its row group
 
-  int64_t rows() const { return columns[0].rows(); }
   void Clear() {
+    for (ParquetColumnPage& column : items) column.Clear();
+    run_rows.clear();
     for (ParquetColumnPage& column : columns) column.Clear();
     for (EncodedPage& page : encoded) page = EncodedPage{};
     error.clear();
+    rows = 0;
     ends_group = false;
   }
 };
@@ -120,38 +133,41 @@ void ParquetWriter::beginDocument() { Put(file_.Header()); }
 
 void ParquetWriter::writeItem(const ExportItem& item) {
   if (!error().empty()) return;
-  const int64_t ts = item.timestamp == 0 ? 0 : item.timestamp + kBaseSinceUnixEpoch;
-  std::array<int64_t, 3> texts;
-  const std::string_view names[3] = {item.class_name, item.type_name, item.level};
   for (size_t k = 0; k < 3; ++k) {
+    const std::string_view name = k == 0 ? item.class_name : k == 1 ? item.type_name : item.level;
     // A slot by address: item texts are views of static tables
     // (export/record_texts.h), so the same place holds the same text.
-    const auto address = reinterpret_cast<uintptr_t>(names[k].data());
-    TextIndex& cached = text_cache_[k][(address ^ address >> 6 ^ names[k].size()) % kTextCacheSlots];
-    if (names[k].data() != cached.text.data() || names[k].size() != cached.text.size()) {
-      const auto found = indices_[k].find(names[k]);
-      cached = {names[k], found == indices_[k].end() ? -1 : found->second};
+    const auto address = reinterpret_cast<uintptr_t>(name.data());
+    TextIndex& cached = text_cache_[k][(address ^ address >> 6 ^ name.size()) % kTextCacheSlots];
+    if (name.data() != cached.text.data() || name.size() != cached.text.size()) {
+      const auto found = indices_[k].find(name);
+      cached = {name, found == indices_[k].end() ? -1 : found->second};
     }
-    texts[k] = cached.index;
+    item_[kClass - kFirstItemColumn + k] = cached.index;
   }
-  ExpandRows(item, ValueReading::kExact,
-             [&](const LongRow& row) { AddRow(item, ts, texts, row); });
+  item_[kTsNs - kFirstItemColumn] = item.timestamp == 0 ? -1 : item.timestamp + kBaseSinceUnixEpoch;
+  item_[kId - kFirstItemColumn] = item.id;
+  item_has_ts_ = item.timestamp != 0;
+  item_on_page_ = false;
+  ExpandRows(item, ValueReading::kExact, [&](const LongRow& row) { AddRow(row); });
 }
 
-void ParquetWriter::AddRow(const ExportItem& item, int64_t ts, const std::array<int64_t, 3>& texts,
-                           const LongRow& row) {
-  std::array<ParquetColumnPage, kColumns>& c = current_->columns;
-  if (item.timestamp == 0) {
-    Null(&c[kTs]);
-    Null(&c[kTsNs]);
+void ParquetWriter::AddRow(const LongRow& row) {
+  Page& page = *current_;
+  if (item_on_page_) {
+    ++page.run_rows.back();
   } else {
-    Integer(&c[kTs], FloorMicros(ts));
-    Integer(&c[kTsNs], ts);
+    // The item's first row on this page: its values, once.
+    item_on_page_ = true;
+    page.run_rows.push_back(1);
+    for (size_t k = 0; k < kItemColumns; ++k) {
+      ParquetColumnPage& column = page.items[k];
+      const bool present = k == kTsNs - kFirstItemColumn ? item_has_ts_ : item_[k] >= 0;
+      column.defined.push_back(present);
+      if (present) column.integers.push_back(item_[k]);
+    }
   }
-  if (item.id < 0) Null(&c[kId]); else Integer(&c[kId], item.id);
-  for (size_t k = 0; k < 3; ++k) {
-    if (texts[k] < 0) Null(&c[kClass + k]); else Integer(&c[kClass + k], texts[k]);
-  }
+  std::array<ParquetColumnPage, kColumns>& c = page.columns;
   if (row.index < 0) Null(&c[kIndex]); else Integer(&c[kIndex], row.index);
   switch (row.cell) {
     case LongRow::Cell::kFlag:
@@ -179,14 +195,23 @@ void ParquetWriter::AddRow(const ExportItem& item, int64_t ts, const std::array<
     c[kText].text.append(text_.data(), n);
     c[kText].text_ends.push_back(static_cast<uint32_t>(c[kText].text.size()));
   }
-  if (current_->rows() >= kPageRows || c[kText].text.size() >= kPageTextBytes) Submit(false);
+  if (++page.rows >= kPageRows || c[kText].text.size() >= kPageTextBytes) {
+    Submit(false);
+    item_on_page_ = false;
+  }
 }
 
 void ParquetWriter::Submit(bool ends_group) {
   Page* page = current_.get();
+  // The chunk dictionaries take the values in file order: the item
+  // columns' values once per run give the same dictionaries as row by row.
   for (size_t k = 0; k < kColumns; ++k) {
-    if (columns_[k].encoding == ParquetEncoding::kChunkDictionary)
+    if (columns_[k].encoding != ParquetEncoding::kChunkDictionary) continue;
+    if (k >= kFirstItemColumn && k < kFirstItemColumn + kItemColumns) {
+      dictionaries_[k].Map(&page->items[k - kFirstItemColumn]);
+    } else {
       dictionaries_[k].Map(&page->columns[k]);
+    }
   }
   ++submitted_pages_;
   submitted_text_bytes_ += page->columns[kText].text.size();
@@ -236,7 +261,7 @@ void ParquetWriter::CollectOldest() {
     in_flight_.clear();
     return;
   }
-  group_rows_ += page.rows();
+  group_rows_ += page.rows;
   for (size_t k = 0; k < kColumns; ++k) group_[k].push_back(std::move(page.encoded[k]));
   const bool ends_group = page.ends_group;
   page.Clear();
@@ -267,7 +292,7 @@ void ParquetWriter::WriteRowGroup() {
 
 void ParquetWriter::endDocument(int32_t /*total*/) {
   if (!error().empty()) return;
-  if (current_->rows() > 0) {
+  if (current_->rows > 0) {
     Submit(true);
   } else if (submitted_pages_ > 0) {
     EndGroup();
@@ -295,8 +320,40 @@ void ParquetWriter::Put(std::string_view bytes) {
   }
 }
 
+void ParquetWriter::Expand(Page* page) {
+  // From the start each time: a page may be expanded again, after a worker failed on it.
+  ParquetColumnPage& ts = page->columns[kTs];
+  ts.Clear();
+  for (size_t k = 0; k < kItemColumns; ++k) {
+    const ParquetColumnPage& from = page->items[k];
+    ParquetColumnPage& to = page->columns[kFirstItemColumn + k];
+    to.Clear();
+    to.defined.resize(static_cast<size_t>(page->rows));
+    to.dictionary_values = from.dictionary_values;
+    const bool indexed = !from.indices.empty();
+    uint8_t* defined = to.defined.data();
+    size_t value = 0;
+    for (size_t run = 0; run < page->run_rows.size(); ++run) {
+      const uint32_t n = page->run_rows[run];
+      const uint8_t present = from.defined[run];
+      std::fill_n(defined, n, present);
+      defined += n;
+      if (!present) continue;
+      to.integers.insert(to.integers.end(), n, from.integers[value]);
+      if (indexed) to.indices.insert(to.indices.end(), n, from.indices[value]);
+      ++value;
+    }
+  }
+  // ts: the microseconds of ts_ns.
+  const ParquetColumnPage& ts_ns = page->columns[kTsNs];
+  ts.defined = ts_ns.defined;
+  ts.integers.resize(ts_ns.integers.size());
+  for (size_t i = 0; i < ts_ns.integers.size(); ++i) ts.integers[i] = FloorMicros(ts_ns.integers[i]);
+}
+
 void ParquetWriter::Encode(Page* page) const {
   page->error.clear();  // a page may be encoded again, here after a worker failed on it
+  Expand(page);
   for (size_t k = 0; k < kColumns && page->error.empty(); ++k)
     EncodeDataPage(columns_[k], page->columns[k], &page->encoded[k], &page->error);
 }
