@@ -1,6 +1,7 @@
 #include "export/parquet_writer.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "archive/archive_format.h"
@@ -70,7 +71,9 @@ struct ParquetWriter::Page : WorkJob {
   void Clear() {
     for (ParquetColumnPage& column : items) column.Clear();
     run_rows.clear();
-    for (ParquetColumnPage& column : columns) column.Clear();
+    // The columns of the item columns (and ts) are written over whole by
+    // Expand(): kept as they are, they are not filled with zeros first.
+    for (size_t k = kFirstItemColumn + kItemColumns; k < kColumns; ++k) columns[k].Clear();
     for (EncodedPage& page : encoded) page = EncodedPage{};
     error.clear();
     rows = 0;
@@ -321,34 +324,61 @@ void ParquetWriter::Put(std::string_view bytes) {
 }
 
 void ParquetWriter::Expand(Page* page) {
-  // From the start each time: a page may be expanded again, after a worker failed on it.
-  ParquetColumnPage& ts = page->columns[kTs];
-  ts.Clear();
+  // Every value is written anew: a page may be expanded again, after a
+  // worker failed on it, and a page reused holds the last page's values.
+  const size_t rows = static_cast<size_t>(page->rows);
+  const std::vector<uint32_t>& runs = page->run_rows;
   for (size_t k = 0; k < kItemColumns; ++k) {
     const ParquetColumnPage& from = page->items[k];
     ParquetColumnPage& to = page->columns[kFirstItemColumn + k];
-    to.Clear();
-    to.defined.resize(static_cast<size_t>(page->rows));
+    to.text.clear();
+    to.text_ends.clear();
+    to.reals.clear();
     to.dictionary_values = from.dictionary_values;
-    const bool indexed = !from.indices.empty();
+    // Definition flags 8 at a time, into 8 bytes to spare: a run's last
+    // store may pass its end, and the next run writes over it.
+    to.defined.resize(rows + 8);
     uint8_t* defined = to.defined.data();
+    size_t present = 0;
+    for (size_t run = 0; run < runs.size(); ++run) {
+      const uint64_t eight = from.defined[run] * uint64_t{0x0101010101010101};
+      for (uint32_t i = 0; i < runs[run]; i += 8) std::memcpy(defined + i, &eight, 8);
+      defined += runs[run];
+      present += from.defined[run] ? runs[run] : 0;
+    }
+    to.defined.resize(rows);
+    to.integers.resize(present);
+    int64_t* integer = to.integers.data();
+    const bool indexed = !from.indices.empty();
+    to.indices.resize(indexed ? present : 0);
+    uint32_t* index = to.indices.data();
+    // ts: the microseconds of ts_ns, once per run.
+    const bool times = kFirstItemColumn + k == kTsNs;
+    if (times) {
+      page->columns[kTs].defined = to.defined;
+      page->columns[kTs].integers.resize(present);
+    }
+    int64_t* micros = page->columns[kTs].integers.data();
     size_t value = 0;
-    for (size_t run = 0; run < page->run_rows.size(); ++run) {
-      const uint32_t n = page->run_rows[run];
-      const uint8_t present = from.defined[run];
-      std::fill_n(defined, n, present);
-      defined += n;
-      if (!present) continue;
-      to.integers.insert(to.integers.end(), n, from.integers[value]);
-      if (indexed) to.indices.insert(to.indices.end(), n, from.indices[value]);
+    for (size_t run = 0; run < runs.size(); ++run) {
+      if (!from.defined[run]) continue;
+      const int64_t v = from.integers[value];
+      const uint32_t n = runs[run];
+      for (uint32_t i = 0; i < n; ++i) integer[i] = v;
+      integer += n;
+      if (indexed) {
+        const uint32_t x = from.indices[value];
+        for (uint32_t i = 0; i < n; ++i) index[i] = x;
+        index += n;
+      }
+      if (times) {
+        const int64_t floor = FloorMicros(v);
+        for (uint32_t i = 0; i < n; ++i) micros[i] = floor;
+        micros += n;
+      }
       ++value;
     }
   }
-  // ts: the microseconds of ts_ns.
-  const ParquetColumnPage& ts_ns = page->columns[kTsNs];
-  ts.defined = ts_ns.defined;
-  ts.integers.resize(ts_ns.integers.size());
-  for (size_t i = 0; i < ts_ns.integers.size(); ++i) ts.integers[i] = FloorMicros(ts_ns.integers[i]);
 }
 
 void ParquetWriter::Encode(Page* page) const {

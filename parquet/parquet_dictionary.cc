@@ -32,12 +32,12 @@ void ParquetDictionaryBuilder::Map(ParquetColumnPage* page) {
 bool ParquetDictionaryBuilder::MapIntegers(ParquetColumnPage* page) {
   const size_t value_bytes =
       type_ == ParquetType::kInt32 ? parquet::kInt32Bytes : parquet::kInt64Bytes;
-  if (direct_.empty()) direct_.assign(kDirect, 0);
+  if (direct_.empty()) direct_.assign(kDirectEnd - kDirectBegin, 0);
   page->indices.reserve(page->integers.size());
   for (const int64_t v : page->integers) {
     uint32_t index;
-    if (v >= 0 && v < kDirect) {
-      int32_t& slot = direct_[static_cast<size_t>(v)];
+    if (Direct(v)) {
+      int32_t& slot = direct_[static_cast<size_t>(v - kDirectBegin)];
       if (slot == 0) {
         values_.integers.push_back(v);
         slot = static_cast<int32_t>(values_.integers.size());
@@ -112,7 +112,7 @@ void ParquetDictionaryBuilder::Truncate(size_t size) {
   }
   for (size_t i = size; i < values_.integers.size(); ++i) {
     const int64_t v = values_.integers[i];
-    if (v >= 0 && v < kDirect) direct_[static_cast<size_t>(v)] = 0;
+    if (Direct(v)) direct_[static_cast<size_t>(v - kDirectBegin)] = 0;
   }
   values_.integers.resize(size);
   // The hashed values again, without the ones forgotten.
@@ -121,13 +121,13 @@ void ParquetDictionaryBuilder::Truncate(size_t size) {
   for (size_t i = 0; i < size; ++i) {
     const int64_t v = values_.integers[i];
     bool unused;
-    if (v < 0 || v >= kDirect) HashedIndex(v, static_cast<uint32_t>(i), &unused);
+    if (!Direct(v)) HashedIndex(v, static_cast<uint32_t>(i), &unused);
   }
 }
 
 ParquetColumnPage ParquetDictionaryBuilder::Take() {
   for (const int64_t v : values_.integers)
-    if (v >= 0 && v < kDirect) direct_[static_cast<size_t>(v)] = 0;
+    if (Direct(v)) direct_[static_cast<size_t>(v - kDirectBegin)] = 0;
   slots_.assign(slots_.size(), Slot());
   hashed_ = 0;
   text_indices_.clear();
