@@ -43,6 +43,17 @@ int64_t FloorMicros(int64_t nanos) {
   return nanos / 1000 - (nanos % 1000 < 0 ? 1 : 0);
 }
 
+// Writes `v` to out[0, n) and on to the next multiple of 8: at most 7
+// values past n, which the caller has room for.
+constexpr size_t kSpread = 8;
+template <typename T, typename V>
+void Spread(T* out, V v, uint32_t n) {
+  const T value = static_cast<T>(v);
+  for (uint32_t i = 0; i < n; i += kSpread) {
+    for (size_t j = 0; j < kSpread; ++j) out[i + j] = value;
+  }
+}
+
 void Null(ParquetColumnPage* column) { column->defined.push_back(0); }
 void Integer(ParquetColumnPage* column, int64_t v) {
   column->defined.push_back(1);
@@ -330,6 +341,9 @@ void ParquetWriter::Put(std::string_view bytes) {
 void ParquetWriter::Expand(Page* page) {
   // Every value is written anew: a page may be expanded again, after a
   // worker failed on it, and a page reused holds the last page's values.
+  // Runs are written 8 values at a time, into 8 values to spare at the end:
+  // a run's last stores may pass its end, and the next run writes over
+  // them. Most runs are 8 rows or fewer: one step, whatever their length.
   const size_t rows = static_cast<size_t>(page->rows);
   const std::vector<uint32_t>& runs = page->run_rows;
   for (size_t k = 0; k < kItemColumns; ++k) {
@@ -339,48 +353,47 @@ void ParquetWriter::Expand(Page* page) {
     to.text_ends.clear();
     to.reals.clear();
     to.dictionary_values = from.dictionary_values;
-    // Definition flags 8 at a time, into 8 bytes to spare: a run's last
-    // store may pass its end, and the next run writes over it.
-    to.defined.resize(rows + 8);
+    to.defined.resize(rows + kSpread);
     uint8_t* defined = to.defined.data();
     size_t present = 0;
     for (size_t run = 0; run < runs.size(); ++run) {
-      const uint64_t eight = from.defined[run] * uint64_t{0x0101010101010101};
-      for (uint32_t i = 0; i < runs[run]; i += 8) std::memcpy(defined + i, &eight, 8);
+      Spread(defined, from.defined[run], runs[run]);
       defined += runs[run];
       present += from.defined[run] ? runs[run] : 0;
     }
     to.defined.resize(rows);
-    to.integers.resize(present);
-    int64_t* integer = to.integers.data();
     const bool indexed = !from.indices.empty();
-    to.indices.resize(indexed ? present : 0);
-    uint32_t* index = to.indices.data();
-    // ts: the microseconds of ts_ns, once per run.
     const bool times = kFirstItemColumn + k == kTsNs;
-    if (times) {
-      page->columns[kTs].defined = to.defined;
-      page->columns[kTs].integers.resize(present);
-    }
-    int64_t* micros = page->columns[kTs].integers.data();
+    to.integers.resize(present + kSpread);
+    to.indices.resize(indexed ? present + kSpread : 0);
+    std::vector<int64_t>& micros = page->columns[kTs].integers;
+    if (times) micros.resize(present + kSpread);
+    int64_t* integer = to.integers.data();
+    uint32_t* index = to.indices.data();
+    int64_t* micro = micros.data();
     size_t value = 0;
     for (size_t run = 0; run < runs.size(); ++run) {
       if (!from.defined[run]) continue;
-      const int64_t v = from.integers[value];
       const uint32_t n = runs[run];
-      for (uint32_t i = 0; i < n; ++i) integer[i] = v;
+      const int64_t v = from.integers[value];
+      Spread(integer, v, n);
       integer += n;
       if (indexed) {
-        const uint32_t x = from.indices[value];
-        for (uint32_t i = 0; i < n; ++i) index[i] = x;
+        Spread(index, from.indices[value], n);
         index += n;
       }
       if (times) {
-        const int64_t floor = FloorMicros(v);
-        for (uint32_t i = 0; i < n; ++i) micros[i] = floor;
-        micros += n;
+        // ts: the microseconds of ts_ns.
+        Spread(micro, FloorMicros(v), n);
+        micro += n;
       }
       ++value;
+    }
+    to.integers.resize(present);
+    if (indexed) to.indices.resize(present);
+    if (times) {
+      micros.resize(present);
+      page->columns[kTs].defined = to.defined;
     }
   }
 }
