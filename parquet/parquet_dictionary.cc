@@ -33,27 +33,27 @@ bool ParquetDictionaryBuilder::MapIntegers(ParquetColumnPage* page) {
   const size_t value_bytes =
       type_ == ParquetType::kInt32 ? parquet::kInt32Bytes : parquet::kInt64Bytes;
   if (direct_.empty()) direct_.assign(kDirectEnd - kDirectBegin, 0);
-  page->indices.reserve(page->integers.size());
+  page->indices.resize(page->integers.size());
+  uint32_t* index = page->indices.data();
   for (const int64_t v : page->integers) {
-    uint32_t index;
+    bool added = false;
     if (Direct(v)) {
       int32_t& slot = direct_[static_cast<size_t>(v - kDirectBegin)];
       if (slot == 0) {
         values_.integers.push_back(v);
         slot = static_cast<int32_t>(values_.integers.size());
-        plain_bytes_ += value_bytes;
+        added = true;
       }
-      index = static_cast<uint32_t>(slot - 1);
+      *index++ = static_cast<uint32_t>(slot - 1);
     } else {
-      bool added = false;
-      index = HashedIndex(v, static_cast<uint32_t>(values_.integers.size()), &added);
-      if (added) {
-        values_.integers.push_back(v);
-        plain_bytes_ += value_bytes;
-      }
+      *index++ = HashedIndex(v, static_cast<uint32_t>(values_.integers.size()), &added);
+      if (added) values_.integers.push_back(v);
     }
-    if (values_.integers.size() > max_values_ || plain_bytes_ > max_bytes_) return false;
-    page->indices.push_back(index);
+    // Only a value added can take the dictionary past its bounds.
+    if (added) {
+      plain_bytes_ += value_bytes;
+      if (values_.integers.size() > max_values_ || plain_bytes_ > max_bytes_) return false;
+    }
   }
   return true;
 }
