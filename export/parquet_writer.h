@@ -22,10 +22,11 @@
 // kPageRows rows (fewer where their texts fill kPageTextBytes) and row
 // groups of kRowGroupPages pages (fewer where their texts fill
 // kRowGroupTextBytes), cut by the rows alone, so the file is the same for
-// any number of threads: the thread that writes the items maps each page's
-// values onto the dictionaries of its row group's column chunks (id, index
-// and text) in file order; pages are then encoded and compressed (ZSTD) by
-// worker threads, and row groups are written in order by the thread that
+// any number of threads: the thread that writes the items keeps the values
+// that are the same on all rows of an item (ts_ns, id, class, type, level)
+// once per item, and maps each page's values onto the dictionaries of its
+// row group's column chunks in file order; pages are then spread into rows,
+// encoded and compressed (ZSTD) by worker threads, and row groups are written in order by the thread that
 // writes the items. The bounds keep the memory of an export flat, long
 // texts included.
 #pragma once
@@ -58,6 +59,8 @@ class ParquetWriter final : public Writer {
   // of an export whatever the number of threads.
   static constexpr size_t kMaxPagesInFlight = 4;
   static constexpr size_t kColumns = 10;
+  // Columns of one value per item: ts_ns, id, class, type, level.
+  static constexpr size_t kItemColumns = 5;
 
   // `threads`: threads that encode pages, this one included; 1 encodes here.
   ParquetWriter(WriterTarget out, int threads);
@@ -79,8 +82,8 @@ class ParquetWriter final : public Writer {
  private:
   struct Page;
 
-  void AddRow(const ExportItem& item, int64_t ts, const std::array<int64_t, 3>& texts,
-              const LongRow& row);
+  // Adds a row of the item that writeItem() set up.
+  void AddRow(const LongRow& row);
   // Maps the page being filled onto the chunk dictionaries and hands it to
   // the encoders; `ends_group`: the last page of the file.
   void Submit(bool ends_group);
@@ -92,6 +95,8 @@ class ParquetWriter final : public Writer {
   void WriteRowGroup();
   // Bytes of the file, through the pending text in pieces.
   void Put(std::string_view bytes);
+  // The item columns' values row by row, and ts from ts_ns.
+  static void Expand(Page* page);
   void Encode(Page* page) const;
 
   std::vector<ParquetColumnInfo> columns_;
@@ -107,6 +112,12 @@ class ParquetWriter final : public Writer {
   static constexpr size_t kTextCacheSlots = 64;
   std::array<std::array<TextIndex, kTextCacheSlots>, 3> text_cache_;
   std::string text_;  // a log message repaired
+  // The item being written: its values of the item columns (-1 where
+  // absent, but for ts_ns), whether it has a time stamp, and whether its
+  // values are on the page being filled.
+  std::array<int64_t, kItemColumns> item_{};
+  bool item_has_ts_ = false;
+  bool item_on_page_ = false;
 
   int threads_;
   std::unique_ptr<Page> current_;

@@ -32,28 +32,28 @@ void ParquetDictionaryBuilder::Map(ParquetColumnPage* page) {
 bool ParquetDictionaryBuilder::MapIntegers(ParquetColumnPage* page) {
   const size_t value_bytes =
       type_ == ParquetType::kInt32 ? parquet::kInt32Bytes : parquet::kInt64Bytes;
-  if (direct_.empty()) direct_.assign(kDirect, 0);
-  page->indices.reserve(page->integers.size());
+  if (direct_.empty()) direct_.assign(kDirectEnd - kDirectBegin, 0);
+  page->indices.resize(page->integers.size());
+  uint32_t* index = page->indices.data();
   for (const int64_t v : page->integers) {
-    uint32_t index;
-    if (v >= 0 && v < kDirect) {
-      int32_t& slot = direct_[static_cast<size_t>(v)];
+    bool added = false;
+    if (Direct(v)) {
+      int32_t& slot = direct_[static_cast<size_t>(v - kDirectBegin)];
       if (slot == 0) {
         values_.integers.push_back(v);
         slot = static_cast<int32_t>(values_.integers.size());
-        plain_bytes_ += value_bytes;
+        added = true;
       }
-      index = static_cast<uint32_t>(slot - 1);
+      *index++ = static_cast<uint32_t>(slot - 1);
     } else {
-      bool added = false;
-      index = HashedIndex(v, static_cast<uint32_t>(values_.integers.size()), &added);
-      if (added) {
-        values_.integers.push_back(v);
-        plain_bytes_ += value_bytes;
-      }
+      *index++ = HashedIndex(v, static_cast<uint32_t>(values_.integers.size()), &added);
+      if (added) values_.integers.push_back(v);
     }
-    if (values_.integers.size() > max_values_ || plain_bytes_ > max_bytes_) return false;
-    page->indices.push_back(index);
+    // Only a value added can take the dictionary past its bounds.
+    if (added) {
+      plain_bytes_ += value_bytes;
+      if (values_.integers.size() > max_values_ || plain_bytes_ > max_bytes_) return false;
+    }
   }
   return true;
 }
@@ -112,7 +112,7 @@ void ParquetDictionaryBuilder::Truncate(size_t size) {
   }
   for (size_t i = size; i < values_.integers.size(); ++i) {
     const int64_t v = values_.integers[i];
-    if (v >= 0 && v < kDirect) direct_[static_cast<size_t>(v)] = 0;
+    if (Direct(v)) direct_[static_cast<size_t>(v - kDirectBegin)] = 0;
   }
   values_.integers.resize(size);
   // The hashed values again, without the ones forgotten.
@@ -121,13 +121,13 @@ void ParquetDictionaryBuilder::Truncate(size_t size) {
   for (size_t i = 0; i < size; ++i) {
     const int64_t v = values_.integers[i];
     bool unused;
-    if (v < 0 || v >= kDirect) HashedIndex(v, static_cast<uint32_t>(i), &unused);
+    if (!Direct(v)) HashedIndex(v, static_cast<uint32_t>(i), &unused);
   }
 }
 
 ParquetColumnPage ParquetDictionaryBuilder::Take() {
   for (const int64_t v : values_.integers)
-    if (v >= 0 && v < kDirect) direct_[static_cast<size_t>(v)] = 0;
+    if (Direct(v)) direct_[static_cast<size_t>(v - kDirectBegin)] = 0;
   slots_.assign(slots_.size(), Slot());
   hashed_ = 0;
   text_indices_.clear();

@@ -48,8 +48,11 @@ class ParquetDictionaryBuilder {
   bool plain_ = false;  // fallen back for the rest of the chunk
   ParquetColumnPage values_;
   size_t plain_bytes_ = 0;
-  // Small non-negative integers are looked up directly, the others hashed.
-  static constexpr int64_t kDirect = 65536;
+  // Small integers, negative ones too, are looked up directly, the others
+  // hashed.
+  static constexpr int64_t kDirectBegin = -32768;
+  static constexpr int64_t kDirectEnd = 65536;
+  static bool Direct(int64_t v) { return v >= kDirectBegin && v < kDirectEnd; }
   std::vector<int32_t> direct_;  // index + 1, 0 for none
   // The others: open addressing, at most half full.
   struct Slot {

@@ -101,6 +101,25 @@ void PutBitPacked(std::span<const T> values, size_t begin, size_t end, int bit_w
         *p++ = static_cast<char>(PackLevels(values.data() + i));
     }
   }
+  if constexpr (std::endian::native == std::endian::little) {
+    if (bit_width <= 16) {
+      // A group of 8 values of up to 16 bits is at most 16 bytes: two
+      // halves of 4 values, joined in two words.
+      const int half = 4 * bit_width;
+      for (; i + kBitPackedGroup <= std::min(end, values.size()); i += kBitPackedGroup) {
+        const T* v = values.data() + i;
+        uint64_t low = 0, high = 0;
+        for (int j = 0; j < 4; ++j) {
+          low |= static_cast<uint64_t>(v[j]) << (j * bit_width);
+          high |= static_cast<uint64_t>(v[4 + j]) << (j * bit_width);
+        }
+        uint64_t words[2] = {low | (half < 64 ? high << half : 0),
+                             half < 64 ? (half == 0 ? 0 : high >> (64 - half)) : high};
+        std::memcpy(p, words, static_cast<size_t>(bit_width));
+        p += bit_width;
+      }
+    }
+  }
   uint64_t buffer = 0;  // bits not yet written, lowest first
   int buffered = 0;
   for (; i < end; ++i) {

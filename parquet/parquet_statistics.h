@@ -26,6 +26,8 @@ struct ParquetStatistics {
   std::string min_text, max_text;
 
   void AddIntegers(std::span<const int64_t> values);
+  // The smallest and the largest of some integers, known already.
+  void AddBounds(int64_t lo, int64_t hi);
   void AddReals(std::span<const double> values);
   void AddText(std::string_view value);
   // Takes in the statistics of another page of the same column.

@@ -27,7 +27,7 @@ TEST(ParquetExportTest, ReadersSeeTheCellsOfLongCsv) {
   TempDir dir;
   std::string command = "/usr/bin/python3 " + TestScriptPath("parquet_check.py") + " " +
                         TestScriptPath("readers");
-  for (uint64_t seed = 0; seed <= 12; ++seed) {
+  for (uint64_t seed = 0; seed <= 13; ++seed) {
     const std::string root = dir.path() + "/" + std::to_string(seed);
     if (seed == 0) {
       // By hand: no time stamp, one 1 ns before a whole microsecond, texts
@@ -36,6 +36,17 @@ TEST(ParquetExportTest, ReadersSeeTheCellsOfLongCsv) {
       b.Day(0).Long(0, 13, 42).Long(1'999, 14, 7).Text(2'000, 2, 25, "").Text(2, 3, 61, "a,\"b\"\n\xFF\xC0;\0x", 7)
           .Large(3, 4, 9'007'199'254'740'993).DWord(4, 5, 4'294'967'295)
           .Array<int64_t>(26, 5, 6, {INT64_MIN, INT64_MAX});
+      WriteArchiveFile(ArchiveFilePath(root, 0, "plant"), b.bytes());
+    } else if (seed == 13) {
+      // Items whose rows lie on two pages: 1,200 arrays of 60 Doubles, 72,000
+      // rows; the first page ends after 65,536, inside the item 1,092.
+      ArchiveBuilder b;
+      b.Day(0);
+      for (int i = 0; i < 1'200; ++i) {
+        std::vector<double> values(60);
+        for (int j = 0; j < 60; ++j) values[static_cast<size_t>(j)] = i * 60 + j + 0.5;
+        b.Array<double>(24, int64_t{i} * 1'000'003, static_cast<uint16_t>(i % 50), values);
+      }
       WriteArchiveFile(ArchiveFilePath(root, 0, "plant"), b.bytes());
     } else {
       Random r{std::mt19937_64(seed)};
