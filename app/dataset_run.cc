@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <fstream>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -87,6 +88,46 @@ class CountingSink : public ItemSink {
   int64_t old_items_ = 0;
 };
 
+// The lines of a reading that only counts: a file that cannot be read is
+// shown here, once; the export of the day that may follow leaves it out.
+class CountingReporter : public LoopReporter {
+ public:
+  explicit CountingReporter(std::set<std::string>* shown) : shown_(shown) {}
+  void FileStarted(const std::string&) override {}
+  void Corruption(const std::string&) override {}
+  void ReadFailed(const std::string& path, int error_number) override {
+    if (shown_->insert(path).second) ReadFailedLine(path, error_number);
+  }
+
+ private:
+  std::set<std::string>* shown_;
+};
+
+// The export's lines, but for files whose failure was shown already.
+class ExportReporter : public LoopReporter {
+ public:
+  ExportReporter(LoopReporter* next, const std::set<std::string>* shown)
+      : next_(next), shown_(shown) {}
+  void FileStarted(const std::string& path) override { next_->FileStarted(path); }
+  void Corruption(const std::string& path) override { next_->Corruption(path); }
+  void ReadFailed(const std::string& path, int error_number) override {
+    if (shown_->count(path) == 0) next_->ReadFailed(path, error_number);
+  }
+
+ private:
+  LoopReporter* next_;
+  const std::set<std::string>* shown_;
+};
+
+// Takes the items of a reading that only counts them.
+class DiscardOutput : public ItemOutput {
+ public:
+  void Write(const ArchiveItem&, const RowMask*) override {}
+  // The export that writes the items shows the lines.
+  void Report(LoopMessage) override {}
+  bool Failed() const override { return false; }
+};
+
 // One export of one day into one file.
 struct DayExport {
   int64_t items = 0;      // items written
@@ -102,6 +143,7 @@ struct ArchiveRun {
   ItemFilter filter;
   std::vector<ArchiveFileEntry> entries;
   std::vector<std::string> hidden;  // hidden files written, relative to root
+  std::set<std::string> failed;     // files that could not be read, shown
   bool unreadable = false;
 };
 
@@ -123,9 +165,10 @@ bool ExportDay(ArchiveRun* run, const std::vector<FileStart>& starts,
     ItemProcessor processor(&run->filter, false, &output);
     processor.KeepCursor();
     CountingSink sink(&processor, &old_ends);
+    ExportReporter reporter(&processor, &run->failed);
     AReadState state;
     writer.beginDocument();
-    state.Export(run->entries, &sink, &processor, starts);
+    state.Export(run->entries, &sink, &reporter, starts);
     output.Finish();
     writer.endDocument(processor.count());
     if (processor.read_failed()) run->unreadable = true;
@@ -144,6 +187,21 @@ bool ExportDay(ArchiveRun* run, const std::vector<FileStart>& starts,
   if (fd >= 0) close(fd);
   if (!ok) *err = "Failed to write to '" + path + "'.";
   return ok;
+}
+
+// Reads what `starts` does not skip without writing it: the items the
+// records give, and where the reading ended.
+DayExport CountItems(ArchiveRun* run, const std::vector<FileStart>& starts) {
+  DiscardOutput output;
+  ItemProcessor processor(&run->filter, false, &output);
+  processor.KeepCursor();
+  CountingReporter reporter(&run->failed);
+  AReadState state;
+  state.Export(run->entries, &processor, &reporter, starts);
+  DayExport result;
+  result.items = processor.written();
+  result.consumed = processor.consumed();
+  return result;
 }
 
 // The last position consumed in file `index`, or nullptr.
@@ -167,11 +225,8 @@ bool ExportNewRecords(ArchiveRun* run, const std::vector<size_t>& group,
   const uint32_t next_number = open_file == nullptr ? 0 : open_file->number + 1;
   if (open_file != nullptr && open_file->sealed) open_file = nullptr;
 
-  const std::string folder = DayFolder(run->escaped, day_start);
-  if (!MakeDirectories(run->root + '/' + folder, err)) return false;
   std::vector<FileStart> day_starts(starts.size());
   for (FileStart& s : day_starts) s.skip = true;
-  std::vector<uint64_t> old_ends(starts.size(), 0);
   // The open file is written again while every archive file it covers is
   // there with the bytes it was exported from.
   bool rewrite = open_file != nullptr;
@@ -182,6 +237,32 @@ bool ExportNewRecords(ArchiveRun* run, const std::vector<size_t>& group,
     });
     rewrite = it != group.end() && starts[*it].offset == begin.end;
   }
+  // Most runs find a day's new bytes hold no whole record yet: counted
+  // first, so that nothing is written for them.
+  for (size_t i : group) day_starts[i] = starts[i];
+  const DayExport fresh = CountItems(run, day_starts);
+  if (fresh.items == 0) {
+    if (rewrite) {
+      // The open file covers the records read past, which gave nothing.
+      for (size_t i : group) {
+        const ReadPosition* p = ConsumedIn(fresh, i);
+        if (p == nullptr) continue;
+        const auto it =
+            std::find_if(open_file->begins.begin(), open_file->begins.end(),
+                         [&](const DayBegin& b) { return b.path == run->entries[i].path; });
+        if (it != open_file->begins.end())
+          it->end = p->offset;
+        else
+          open_file->begins.push_back(
+              {starts[i].offset, starts[i].day, p->offset, run->entries[i].path});
+      }
+    }
+    consumed->insert(consumed->end(), fresh.consumed.begin(), fresh.consumed.end());
+    return true;
+  }
+  const std::string folder = DayFolder(run->escaped, day_start);
+  if (!MakeDirectories(run->root + '/' + folder, err)) return false;
+  std::vector<uint64_t> old_ends(starts.size(), 0);
   DayFile next;
   DayExport exported;
   if (rewrite) {
@@ -376,7 +457,7 @@ Outcome ExportArchive(const Options& options, const std::string& root, const std
   if (!signal.empty())
     ErrorLine(signal + " came while the export was being committed; it is complete and "
               "committed.");
-  outcome.unreadable = outcome.unreadable || run.unreadable;
+  outcome.unreadable = outcome.unreadable || run.unreadable || !run.failed.empty();
   return outcome;
 }
 
