@@ -444,6 +444,7 @@ Outcome ExportArchive(const Options& options, const std::string& root, const std
     outcome.failed = true;
     return outcome;
   }
+  if (run.hidden.empty()) VerboseLine("Nothing new in archive '" + name + "'.");
   for (const std::string& h : run.hidden) {
     std::string file_name;
     IsPartName(h.substr(h.rfind('/') + 1), &file_name);
