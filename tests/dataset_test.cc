@@ -189,8 +189,9 @@ TEST(DatasetTest, SeveralArchivesOneUnreadable) {
             4);
 }
 
-// Nothing new: no file written or touched, status 0; new records of a day
-// replace its file by one that holds them too.
+// Nothing new (a record not yet whole included): no file written or
+// touched, status 0; new records of a day replace its file by one that holds
+// them too.
 TEST(DatasetTest, GrowsOnlyWithNewRecords) {
   Lake l;
   ASSERT_EQ(l.Run({"plant"}).status, 0);
@@ -203,7 +204,15 @@ TEST(DatasetTest, GrowsOnlyWithNewRecords) {
   ASSERT_EQ(stat(day4.c_str(), &after), 0);
   EXPECT_EQ(after.st_ino, before.st_ino);
   EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
-  Append(l.Day("plant", 4), ArchiveBuilder().Long(TimeOfDay(9, 0, 0), 8, -1).bytes());
+  // Half a record is one still being written: nothing new yet.
+  const std::string record = ArchiveBuilder().Long(TimeOfDay(9, 0, 0), 8, -1).bytes();
+  Append(l.Day("plant", 4), record.substr(0, record.size() / 2));
+  EXPECT_EQ(l.Run({"-ve", "plant"}).err,
+            "Verbose mode enabled.\nName of the archive: 'plant'\n"
+            "Nothing new in archive 'plant'.\n");
+  ASSERT_EQ(stat(day4.c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+  Append(l.Day("plant", 4), record.substr(record.size() / 2));
   const std::vector<std::string> tree = Tree(l.lake);
   EXPECT_EQ(l.Run({"-ve", "plant"}).err,
             "Verbose mode enabled.\nName of the archive: 'plant'\n"
