@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -305,8 +306,8 @@ TEST(DatasetTest, FailedWriteCommitsNothing) {
 }
 
 // The property: several live archives grow (records split across writes,
-// new days) while dataset runs go on, some killed at random instants, and
-// a reader lists and reads the dataset all the while. The reader never
+// new days) while dataset runs go on, some killed at random instants, and a
+// reader lists and reads the dataset all the while. The reader never
 // sees a row twice nor fewer rows than before; after a last run the
 // dataset holds each archive's full export. (DuckDB opens a file more than
 // once in a query: a query during which a file it listed was replaced
@@ -314,12 +315,23 @@ TEST(DatasetTest, FailedWriteCommitsNothing) {
 TEST(DatasetTest, KilledRunsOverLiveArchivesLoseAndRepeatNothing) {
   if (!ReadersInstalled()) GTEST_SKIP() << "tests/readers/node_modules missing";
   Random r{std::mt19937_64(0xDA7A)};
+  Random growth{std::mt19937_64(0x6A0)};
   TempDir dir;
   const std::string arc = dir.path() + "/arc", lake = dir.path() + "/lake";
   std::vector<LiveArchive> archives;
   const std::vector<std::string> names = {"plant", "boiler", "press"};
-  for (const std::string& name : names) archives.emplace_back(&r, arc, name);
+  for (const std::string& name : names) archives.emplace_back(&growth, arc, name);
   fs::create_directories(lake);
+  for (LiveArchive& a : archives) a.Step();
+  // The archives grow while the runs go on, as a runtime writes them.
+  std::atomic<bool> growing = true;
+  std::thread writer([&] {
+    while (growing) {
+      for (LiveArchive& a : archives)
+        if (growth.OneIn(2)) a.Step();
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+  });
   const std::string stop = dir.path() + "/stop";
   // The reader runs on its own; its line comes when `stop` exists.
   std::string watched;
@@ -327,8 +339,6 @@ TEST(DatasetTest, KilledRunsOverLiveArchivesLoseAndRepeatNothing) {
   int killed = 0;
   constexpr int kRuns = 60;
   for (int n = 0; n < kRuns; ++n) {
-    for (LiveArchive& a : archives)
-      if (r.OneIn(2)) a.Step();
     Launch launch;
     launch.args = {"-i", arc, "--dataset", lake, "--all"};
     launch.err = dir.path() + "/err";
@@ -348,6 +358,8 @@ TEST(DatasetTest, KilledRunsOverLiveArchivesLoseAndRepeatNothing) {
     }
     if (::testing::Test::HasFailure()) break;
   }
+  growing = false;
+  writer.join();
   for (LiveArchive& a : archives) a.Flush();
   EXPECT_EQ(RunQorArc({"-i", arc, "--dataset", lake, "--all"}).status, 0);
   std::ofstream(stop).put('\n');
