@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <map>
 #include <set>
 #include <string>
 #include <vector>
