@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <string>
@@ -44,6 +45,10 @@ std::string OptionsProblem(const Options& o) {
     return "Option '--all' cannot be used with archive names.";
   if (!o.all_archives && o.archive_names.empty())
     return "Option '--dataset' needs an archive name ('-fn NAME') or '--all'.";
+  // A single file has no archive name nor day to file its items under.
+  std::error_code ec;
+  if (std::filesystem::is_regular_file(o.input_path, ec))
+    return "Option '--dataset' takes an archive directory as its input, not a single file.";
   return {};
 }
 

@@ -149,6 +149,8 @@ TEST(DatasetTest, RefusesOptionsThatDoNotMakeADataset) {
        "Option '--dataset' cannot be used with '-ic'.\n"},
       {{"-i", l.arc, "--dataset", l.lake, "--all", "plant"},
        "Option '--all' cannot be used with archive names.\n"},
+      {{"-i", l.Day("plant", 3), "--dataset", l.lake, "--all"},
+       "Option '--dataset' takes an archive directory as its input, not a single file.\n"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.args.back());
