@@ -7,6 +7,7 @@
 #include <set>
 
 #include "app/export_state.h"
+#include "app/state_cursor.h"
 #include "support/files.h"
 
 namespace qorarc {
@@ -92,6 +93,34 @@ TEST(DatasetCommitTest, NextRunRollsRecordedRenamesForward) {
     ASSERT_TRUE(SettleDataset(run.root, "archive=p", run.state_path, &err)) << err;
     EXPECT_EQ(ReadFile(run.state_path), StateText(run.after));
   }
+}
+
+// What the cursor records before the renames is what the next run settles.
+TEST(DatasetCommitTest, CursorRecordsWhatTheNextRunSettles) {
+  KilledRun run(-1);
+  ItemFilter filter;
+  filter.archive_name = "p";
+  StateCursor cursor;
+  std::string err;
+  ASSERT_TRUE(cursor.Load(run.state_path, &filter, &err)) << err;
+  cursor.Plan({}, nullptr);
+  cursor.Advance({}, {});
+  const std::vector<std::string> renames = {
+      "archive=p/date=2020-01-01/.p-2020-01-01-0.parquet.part-7",
+      "archive=p/date=2020-01-02/.p-2020-01-02-0.parquet.part-7"};
+  ASSERT_TRUE(cursor.RecordRenames(renames, run.after.days, &err)) << err;
+  ExportState recorded = run.before;
+  recorded.commit = ExportState::Commit::kRenames;
+  recorded.renames = renames;
+  recorded.next_days = run.after.days;
+  EXPECT_EQ(ReadFile(run.state_path), StateText(recorded));
+  // Not loaded as a cursor before it is settled.
+  StateCursor early;
+  EXPECT_FALSE(early.Load(run.state_path, &filter, &err));
+  EXPECT_EQ(err, "State file '" + run.state_path + "' is in the middle of a dataset's commit.");
+  ASSERT_TRUE(SettleDataset(run.root, "archive=p", run.state_path, &err)) << err;
+  EXPECT_EQ(ReadFile(run.state_path), StateText(run.after));
+  EXPECT_EQ(ReadFile(run.day1 + "/p-2020-01-01-0.parquet"), "new day 1");
 }
 
 TEST(DatasetCommitTest, RefusesARenameOfAnythingButAHiddenFile) {
