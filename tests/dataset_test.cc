@@ -331,7 +331,7 @@ TEST(DatasetTest, KilledRunsOverLiveArchivesLoseAndRepeatNothing) {
     while (growing) {
       for (LiveArchive& a : archives)
         if (growth.OneIn(2)) a.Step();
-      std::this_thread::sleep_for(std::chrono::milliseconds(30));
+      std::this_thread::sleep_for(std::chrono::milliseconds(40));
     }
   });
   const std::string stop = dir.path() + "/stop";
@@ -339,7 +339,7 @@ TEST(DatasetTest, KilledRunsOverLiveArchivesLoseAndRepeatNothing) {
   std::string watched;
   std::thread watcher([&] { watched = RunShell(Reader(lake, "dataset-watch '" + stop + "'")); });
   int killed = 0, committed_under_term = 0;
-  constexpr int kRuns = 50;
+  constexpr int kRuns = 40;
   for (int n = 0; n < kRuns; ++n) {
     Launch launch;
     launch.args = {"-i", arc, "--dataset", lake, "--all"};
