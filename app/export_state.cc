@@ -106,6 +106,51 @@ bool ParseProgress(std::string_view text, FileProgress* f, std::string* field) {
   return true;
 }
 
+std::string DayText(const DayFile& d, std::string_view day_key, std::string_view begin_key) {
+  std::string text = std::string(day_key) + ' ' + std::to_string(d.day_start) + ' ' +
+                     std::to_string(d.number) + ' ' + std::to_string(d.items) + ' ' +
+                     (d.sealed ? '1' : '0') + '\n';
+  for (const DayBegin& b : d.begins)
+    text += std::string(begin_key) + ' ' + std::to_string(b.offset) + ' ' +
+            std::to_string(b.day) + ' ' + std::to_string(b.end) + ' ' + EscapePath(b.path) +
+            '\n';
+  return text;
+}
+
+// Splits `count` blank-separated fields off the front of `*text`.
+bool TakeFields(std::string_view* text, std::string_view* fields, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    const size_t blank = text->find(' ');
+    if (blank == std::string_view::npos) {
+      if (i + 1 != count || text->empty()) return false;
+      fields[i] = *text;
+      text->remove_prefix(text->size());
+      return true;
+    }
+    fields[i] = text->substr(0, blank);
+    text->remove_prefix(blank + 1);
+  }
+  return true;
+}
+
+bool ParseDay(std::string_view text, DayFile* d) {
+  std::string_view f[4];
+  unsigned sealed = 2;
+  if (!TakeFields(&text, f, 4) || !text.empty()) return false;
+  if (!Number(f[0], &d->day_start) || d->day_start < 0 || !Number(f[1], &d->number) ||
+      !Number(f[2], &d->items) || d->items < 0 || !Number(f[3], &sealed) || sealed > 1)
+    return false;
+  d->sealed = sealed == 1;
+  return true;
+}
+
+bool ParseBegin(std::string_view text, DayBegin* b) {
+  std::string_view f[3];
+  return TakeFields(&text, f, 3) && !text.empty() && Number(f[0], &b->offset) &&
+         Number(f[1], &b->day) && Number(f[2], &b->end) && b->end >= b->offset &&
+         UnescapePath(text, &b->path);
+}
+
 // The lines after the first, as key and value, in order.
 struct Line {
   int number;
@@ -196,11 +241,18 @@ std::string StateText(const ExportState& s) {
   std::string text = std::string(kFirstLine) + "\narchive " + s.archive + "\nfrom_time " +
                      std::to_string(s.from_time) + "\n";
   for (const FileProgress& f : s.files) text += "file " + ProgressText(f) + "\n";
+  for (const DayFile& d : s.days) text += DayText(d, "day", "begin");
   if (s.commit == ExportState::Commit::kNone) return text;
-  text += std::string("commit ") +
-          (s.commit == ExportState::Commit::kIntent ? "intent " : "pending ") +
-          EscapePath(s.commit_hidden) + "\n";
+  if (s.commit == ExportState::Commit::kRenames) {
+    text += "commit renames\n";
+    for (const std::string& r : s.renames) text += "rename " + EscapePath(r) + "\n";
+  } else {
+    text += std::string("commit ") +
+            (s.commit == ExportState::Commit::kIntent ? "intent " : "pending ") +
+            EscapePath(s.commit_hidden) + "\n";
+  }
   for (const FileProgress& f : s.next) text += "next " + ProgressText(f) + "\n";
+  for (const DayFile& d : s.next_days) text += DayText(d, "nextday", "nextbegin");
   return text;
 }
 
@@ -233,12 +285,41 @@ bool ParseState(std::string_view text, ExportState* state, std::string* problem)
       const bool next = key == "next";
       const ExportState::Commit stage =
           next ? ExportState::Commit::kPending : ExportState::Commit::kNone;
-      if (!seen_archive || !seen_from || s.commit != stage)
+      const bool in_place = next ? (s.commit == ExportState::Commit::kPending ||
+                                    (s.commit == ExportState::Commit::kRenames &&
+                                     s.next_days.empty()))
+                                 : s.commit == stage && s.days.empty();
+      if (!seen_archive || !seen_from || !in_place)
         return at(line, "misplaced key '" + key + "'");
       FileProgress f;
       std::string field;
       if (!ParseProgress(line.value, &f, &field)) return at(line, "bad " + field);
       (next ? s.next : s.files).push_back(std::move(f));
+    } else if (key == "day" || key == "nextday") {
+      const bool next = key == "nextday";
+      if (!seen_archive || !seen_from ||
+          s.commit != (next ? ExportState::Commit::kRenames : ExportState::Commit::kNone))
+        return at(line, "misplaced key '" + key + "'");
+      DayFile d;
+      if (!ParseDay(line.value, &d)) return at(line, "bad value of '" + key + "'");
+      (next ? s.next_days : s.days).push_back(std::move(d));
+    } else if (key == "begin" || key == "nextbegin") {
+      std::vector<DayFile>& days = key == "nextbegin" ? s.next_days : s.days;
+      const bool in_place = key == "nextbegin" || s.commit == ExportState::Commit::kNone;
+      if (days.empty() || !in_place) return at(line, "misplaced key '" + key + "'");
+      DayBegin b;
+      if (!ParseBegin(line.value, &b)) return at(line, "bad value of '" + key + "'");
+      days.back().begins.push_back(std::move(b));
+    } else if (key == "rename") {
+      if (s.commit != ExportState::Commit::kRenames || !s.next.empty() || !s.next_days.empty())
+        return at(line, "misplaced key 'rename'");
+      std::string path;
+      if (!UnescapePath(line.value, &path)) return at(line, "bad value of 'rename'");
+      s.renames.push_back(std::move(path));
+    } else if (key == "commit" && line.value == "renames") {
+      if (!seen_archive || !seen_from || s.commit != ExportState::Commit::kNone)
+        return at(line, "misplaced key 'commit'");
+      s.commit = ExportState::Commit::kRenames;
     } else if (key == "commit") {
       if (!seen_archive || !seen_from || s.commit != ExportState::Commit::kNone)
         return at(line, "misplaced key 'commit'");

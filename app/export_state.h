@@ -23,6 +23,22 @@
 // has one, followed by the "next" lines: the cursor that holds once that
 // output has taken its name.
 //
+// A dataset's state file (app/dataset_run.h) adds the table of its day
+// files after the "file" lines: one "day" line per file of the dataset,
+// followed by a "begin" line per archive file that the file covers:
+//
+//   day 610156800000000000 0 1234 0      day (ns), file number, items,
+//                                        1 when sealed (never rewritten)
+//   begin 0 0 5120 arc/2019/2019-05/2019-05-03_plant.rea
+//                                        the offset and day number the
+//                                        file's items begin at, the offset
+//                                        they end at, the path
+//
+// and a third commit stage, "commit renames": the hidden files of a run,
+// complete on the disk, as "rename" lines (paths relative to the dataset),
+// then the cursor ("next" lines) and the day table ("nextday" and
+// "nextbegin" lines) that hold once each has taken its own name.
+//
 // Version 1 files (one position: "file", "file_start", "offset", "day",
 // "device", "inode", "fnv1a64", "rest_skipped" lines) are still read; the
 // next save writes version 2. Files are read strictly: an unknown or
@@ -63,15 +79,40 @@ struct LegacyPosition {
   bool operator==(const LegacyPosition&) const = default;
 };
 
+// Where the items of one dataset file begin and end in one archive file.
+struct DayBegin {
+  uint64_t offset = 0;
+  uint16_t day = 0;  // the day number in force at `offset`
+  uint64_t end = 0;
+  std::string path;
+
+  bool operator==(const DayBegin&) const = default;
+};
+
+// One file of a dataset: a day of the archive, the file's number among
+// that day's files, how many items it holds, and whether it is sealed.
+struct DayFile {
+  int64_t day_start = 0;
+  uint32_t number = 0;
+  int64_t items = 0;
+  bool sealed = false;
+  std::vector<DayBegin> begins;
+
+  bool operator==(const DayFile&) const = default;
+};
+
 struct ExportState {
-  enum class Commit { kNone, kIntent, kPending };
+  enum class Commit { kNone, kIntent, kPending, kRenames };
 
   std::string archive;
   int64_t from_time = -1;
   std::vector<FileProgress> files;
   Commit commit = Commit::kNone;
   std::string commit_hidden;       // the output's hidden name
-  std::vector<FileProgress> next;  // kPending: the cursor once it is in place
+  std::vector<FileProgress> next;  // kPending, kRenames: the cursor once it is in place
+  std::vector<DayFile> days;       // a dataset's files
+  std::vector<std::string> renames;  // kRenames: the hidden files
+  std::vector<DayFile> next_days;    // kRenames: the day table once they are in place
   LegacyPosition legacy;           // read from a version 1 file only
 
   bool operator==(const ExportState&) const = default;

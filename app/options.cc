@@ -16,7 +16,7 @@ enum class Opt {
   kHelp, kVerbose, kVersion, kScan, kCsv, kPretty, kItemCount, kItemTotalCount,
   kNoData, kNoEvents, kNoLog, kFromTime, kUntilTime, kFilterId, kColumnFilter,
   kCsvHeader, kInput, kOutput, kArchive, kSemicolon, kSpace, kTab, kJsonLines, kLongCsv, kLineProtocol, kOpenMetrics, kParquet,
-  kStrict, kState, kStateWait,
+  kStrict, kState, kStateWait, kDataset, kAll,
 };
 
 struct OptionSpec {
@@ -57,6 +57,8 @@ constexpr OptionSpec kOptionTable[] = {
     {"", "--strict", false, Opt::kStrict},
     {"", "--state", true, Opt::kState},
     {"", "--state-wait", true, Opt::kStateWait},
+    {"", "--dataset", true, Opt::kDataset},
+    {"", "--all", false, Opt::kAll},
 };
 
 const OptionSpec* FindOption(std::string_view arg) {
@@ -146,7 +148,11 @@ bool ApplyValue(Options* options, Opt opt, std::string_view name, const std::str
       return true;
     case Opt::kArchive:
       options->archive_name = value;
+      options->archive_names.emplace_back(value);
       return true;
+    case Opt::kDataset:
+      options->dataset_path = value;
+      return !value.empty();
     case Opt::kState:
       options->state_path = value;
       return !value.empty();
@@ -191,6 +197,9 @@ void ApplyFlag(Options* options, Opt opt) {
     case Opt::kParquet:
       options->parquet = true;
       VerboseLine("Export to Parquet enabled.");
+      break;
+    case Opt::kAll:
+      options->all_archives = true;
       break;
     case Opt::kPretty:
       options->pretty_print = true;
@@ -271,9 +280,10 @@ bool ParseArguments(int argc, char** argv, Options* options) {
     const OptionSpec* spec = FindOption(arg);
     if (spec == nullptr) {
       if (options->strict && !StrictUnknown(arg, i == argc - 1)) return false;
-      if (i == argc - 1)
+      if (i == argc - 1) {
         options->archive_name = arg;
-      else
+        options->archive_names.emplace_back(arg);
+      } else
         ErrorLine("Unrecognized option '" + std::string(arg) + "'.");
       continue;
     }

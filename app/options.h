@@ -44,6 +44,14 @@ struct Options {
   // --state-wait SECONDS: how long a run waits for another run that holds
   // the same state file.
   int32_t state_wait_seconds = 10;
+  // --dataset DIR: Parquet files in a partitioned dataset (app/dataset_run.h).
+  std::string dataset_path;
+  // --all: every archive under the input, for --dataset.
+  bool all_archives = false;
+  // Every archive name given, in order (each -fn and the last argument):
+  // the archives of a --dataset run. Other runs take `archive_name`, the
+  // last one given.
+  std::vector<std::string> archive_names;
   bool parsed = false;  // parsing ended successfully
 };
 

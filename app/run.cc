@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "app/build_info.h"
+#include "app/dataset_run.h"
 #include "app/deferred_signals.h"
 #include "app/export_threads.h"
 #include "app/help_text.h"
@@ -307,6 +308,7 @@ int Run(int argc, char** argv) {
     PrintVersion();
     return FinishStandardOutput();
   }
+  if (!options.dataset_path.empty() || options.all_archives) return RunDataset(options);
   if (options.parquet && !options.scan) {
     // A binary file: never onto a terminal, never compressed a second time.
     if (options.output_path.empty() && isatty(STDOUT_FILENO)) {

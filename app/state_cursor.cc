@@ -119,6 +119,11 @@ bool StateCursor::Load(const std::string& path, ItemFilter* filter, std::string*
            filter->archive_name + "'.";
     return false;
   }
+  if (saved_.commit == ExportState::Commit::kRenames) {
+    // Settled by the dataset run before it loads the cursor.
+    *err = "State file '" + path + "' is in the middle of a dataset's commit.";
+    return false;
+  }
   // -ft1 is the first run's: the runs add up to that run's export.
   filter->from_time = saved_.from_time;
   next_ = saved_;
@@ -283,6 +288,19 @@ bool StateCursor::Write(const ExportState& state, std::string* err) {
 bool StateCursor::Save(std::string* err) {
   if (next_ == saved_) return true;
   return Write(next_, err);
+}
+
+bool StateCursor::RecordRenames(const std::vector<std::string>& renames,
+                                const std::vector<DayFile>& days, std::string* err) {
+  ExportState state = next_;
+  state.files = base_files_;
+  state.days = saved_.days;
+  state.commit = ExportState::Commit::kRenames;
+  state.commit_hidden.clear();
+  state.renames = renames;
+  state.next = next_.files;
+  state.next_days = days;
+  return Write(state, err);
 }
 
 bool StateCursor::Naming(const std::string& hidden) {

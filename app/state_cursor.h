@@ -66,6 +66,17 @@ class StateCursor : public CommitObserver {
   // disk. False with `*err` set.
   bool Save(std::string* err);
 
+  // A dataset's table of day files (app/dataset_run.h), as loaded, and the
+  // one to save with the cursor.
+  const std::vector<DayFile>& days() const { return next_.days; }
+  void SetDays(std::vector<DayFile> days) { next_.days = std::move(days); }
+
+  // A dataset's commit (app/dataset_commit.h): records the hidden files
+  // `renames` with the cursor and the day table `days` that hold once they
+  // are in place. False with `*err` set.
+  bool RecordRenames(const std::vector<std::string>& renames, const std::vector<DayFile>& days,
+                     std::string* err);
+
   // The steps of an output file's commit (see above).
   bool Naming(const std::string& hidden) override;
   bool Named(const std::string& hidden) override;

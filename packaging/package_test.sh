@@ -58,7 +58,9 @@ for file in bin/QorArc share/man/man1/QorArc.1.gz share/bash-completion/completi
     share/doc/qorarc/archive-format.md share/doc/qorarc/diagnostics.md \
     share/doc/qorarc/copyright share/doc/qorarc/changelog.gz share/doc/qorarc/README.md.gz \
     share/doc/qorarc/examples/qorarc-export@.service \
-    share/doc/qorarc/examples/qorarc-export@.timer; do
+    share/doc/qorarc/examples/qorarc-export@.timer \
+    share/doc/qorarc/examples/qorarc-dataset@.service \
+    share/doc/qorarc/examples/qorarc-dataset@.timer; do
   [ -f "$root/usr/$file" ] || fail "the package lacks /usr/$file"
 done
 # The example units are not enabled: nothing under lib/systemd.
@@ -66,12 +68,14 @@ done
   fail "the package installs systemd units"
 # They are valid units (their command need not exist here).
 if command -v systemd-analyze >/dev/null; then
-  for unit in service timer; do
-    cp "$root/usr/share/doc/qorarc/examples/qorarc-export@.$unit" "$tmp/qorarc-export@plant.$unit"
+  for name in export dataset; do
+    for unit in service timer; do
+      cp "$root/usr/share/doc/qorarc/examples/qorarc-$name@.$unit" "$tmp/qorarc-$name@plant.$unit"
+    done
+    systemd-analyze verify --man=no "$tmp/qorarc-$name@plant.service" \
+      "$tmp/qorarc-$name@plant.timer" >"$tmp/units" 2>&1 ||
+      { cat "$tmp/units" >&2; fail "systemd-analyze refuses the example units"; }
   done
-  systemd-analyze verify --man=no "$tmp/qorarc-export@plant.service" \
-    "$tmp/qorarc-export@plant.timer" >"$tmp/units" 2>&1 ||
-    { cat "$tmp/units" >&2; fail "systemd-analyze refuses the example units"; }
 fi
 [ ! -e "$root/usr/share/man/man1/QorArc.1" ] || fail "the manual page is also installed uncompressed"
 

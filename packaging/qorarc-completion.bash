@@ -30,11 +30,12 @@ _qorarc() {
         -itc --item-total-count -cf --csv -ch --csv-header
         -ccf --csv-column-filter -dscl --delimiter-semicol
         -dspc --delimiter-space -dtab --delimiter-tab
-        -jl --json-lines -lc --long-csv -lp --line-protocol -om --openmetrics -pq --parquet --strict --state --state-wait"
+        -jl --json-lines -lc --long-csv -lp --line-protocol -om --openmetrics -pq --parquet --strict --state --state-wait
+        --dataset --all"
     COMPREPLY=()
 
     case $prev in
-        -i | --input | -o | --output | --state)
+        -i | --input | -o | --output | --state | --dataset)
             compopt -o filenames 2>/dev/null
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
             return 0

@@ -19,6 +19,15 @@
 //                   column, the encodings its metadata lists.
 //   count-csv       (duckdb) FILE is long CSV: the number of rows loaded.
 //   count-json      (duckdb) FILE is JSON Lines: the number of rows loaded.
+//   dataset         (duckdb) FILE is the folder of a Hive-style dataset: the
+//                   rows of every "*.parquet" under it, the partition
+//                   columns last, as a user reads it.
+//   dataset-schema  (duckdb) the same dataset's columns.
+//   dataset-watch   (duckdb) reads the dataset again and again until the
+//                   file named by the next argument exists, and prints the
+//                   reads made, the reads that failed, the reads that saw a
+//                   row twice, those that saw fewer rows than the one
+//                   before, and the last count.
 // A file the reader refuses: its message on standard error, status 1.
 import { readFileSync } from 'node:fs';
 
@@ -50,6 +59,37 @@ function sqlName(s) {
   return `"${s.replaceAll('"', '""')}"`;
 }
 
+function datasetSource(dir) {
+  return `read_parquet(${sqlText(dir + '/**/*.parquet')}, hive_partitioning = true)`;
+}
+
+// A row is one element of one item: an item is its archive, day, time and
+// ID (the live archives of the tests never repeat a time in a day).
+// DuckDB opens a file more than once in a query: a query during which a
+// file it listed is replaced fails (an IO error); such reads are counted
+// apart.
+async function watchDataset(connection, dir, stopFile) {
+  const { existsSync } = await import('node:fs');
+  let reads = 0, failed = 0, twice = 0, fewer = 0, last = 0;
+  const sql = 'SELECT count(*), count(DISTINCT (archive, date, ts_ns, id, "index")) ' +
+    `FROM ${datasetSource(dir)}`;
+  while (!existsSync(stopFile)) {
+    let row;
+    try {
+      row = (await connection.runAndReadAll(sql)).getRows()[0];
+    } catch (e) {
+      if (!String(e).includes('No files found')) ++failed;
+      continue;
+    }
+    const [all, distinct] = row.map(Number);
+    ++reads;
+    if (distinct !== all) ++twice;
+    if (all < last) ++fewer;
+    last = all;
+  }
+  printLine([reads, failed, twice, fewer, last]);
+}
+
 async function readDuckdb(file, mode) {
   const { DuckDBInstance } = await import('@duckdb/node-api');
   const instance = await DuckDBInstance.create(':memory:');
@@ -65,9 +105,15 @@ async function readDuckdb(file, mode) {
     instance.closeSync();
     return;
   }
-  const source = `read_parquet(${sqlText(file)})`;
+  if (mode === 'dataset-watch') {
+    await watchDataset(connection, file, process.argv[5]);
+    connection.closeSync();
+    instance.closeSync();
+    return;
+  }
+  const source = mode.startsWith('dataset') ? datasetSource(file) : `read_parquet(${sqlText(file)})`;
   const described = (await connection.runAndReadAll(`DESCRIBE SELECT * FROM ${source}`)).getRows();
-  if (mode === 'schema') {
+  if (mode === 'schema' || mode === 'dataset-schema') {
     for (const [name, type] of described) printLine([name, type]);
   } else if (mode === 'encodings') {
     const result = await connection.runAndReadAll(
@@ -84,7 +130,7 @@ async function readDuckdb(file, mode) {
     const select = described.map(([name, type]) => {
       const column = sqlName(name);
       if (type.startsWith('TIMESTAMP')) return `CAST(epoch_ns(${column}) AS VARCHAR)`;
-      if (type === 'BIGINT') return `CAST(${column} AS VARCHAR)`;
+      if (type === 'BIGINT' || type === 'DATE') return `CAST(${column} AS VARCHAR)`;
       if (type === 'BLOB') return `lower(hex(${column}))`;
       return column;
     });
@@ -202,12 +248,14 @@ async function readParquetWasm(file, mode) {
 
 const [file, reader, mode = 'rows'] = process.argv.slice(2);
 const readers = { duckdb: readDuckdb, hyparquet: readHyparquet, 'parquet-wasm': readParquetWasm };
-const modes = ['rows', 'schema', 'stats', 'encodings', 'count-csv', 'count-json'];
+const modes = ['rows', 'schema', 'stats', 'encodings', 'count-csv', 'count-json', 'dataset',
+  'dataset-schema', 'dataset-watch'];
 if (!file || !readers[reader] || !modes.includes(mode) ||
-    ((mode.startsWith('count') || mode === 'encodings') && reader !== 'duckdb') ||
+    ((mode.startsWith('count') || mode.startsWith('dataset') || mode === 'encodings') &&
+      reader !== 'duckdb') ||
     (mode === 'stats' && reader === 'parquet-wasm')) {
   process.stderr.write(
-    'usage: read_parquet.mjs FILE duckdb|hyparquet|parquet-wasm [rows|schema|stats|encodings|count-csv|count-json]\n');
+    'usage: read_parquet.mjs FILE duckdb|hyparquet|parquet-wasm [rows|schema|stats|encodings|count-csv|count-json|dataset|dataset-schema|dataset-watch STOP]\n');
   process.exit(2);
 }
 try {

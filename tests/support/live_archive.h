@@ -21,12 +21,15 @@ inline void Append(const std::string& path, std::string_view bytes) {
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
-// An archive "plant" that a runtime is writing: records are generated ahead
+// An archive ("plant" unless named) that a runtime is writing: records are generated ahead
 // and reach the file in pieces that may end inside a record; a new day's
 // file begins only once the last one is whole.
 class LiveArchive {
  public:
-  LiveArchive(Random* r, std::string root) : r_(*r), root_(std::move(root)) { NewDay(); }
+  LiveArchive(Random* r, std::string root, std::string name = "plant")
+      : r_(*r), root_(std::move(root)), name_(std::move(name)) {
+    NewDay();
+  }
 
   void Step() {
     if (pending_.empty() && r_.OneIn(5)) NewDay();
@@ -34,11 +37,11 @@ class LiveArchive {
     for (int i = 0; i < records; ++i) AddRecord();
     // All of it, or up to any byte, also inside a record.
     const size_t n = r_.OneIn(3) ? pending_.size() : r_.Below(pending_.size() + 1);
-    Append(ArchiveFilePath(root_, day_, "plant"), std::string_view(pending_).substr(0, n));
+    Append(ArchiveFilePath(root_, day_, name_), std::string_view(pending_).substr(0, n));
     pending_.erase(0, n);
   }
   void Flush() {
-    Append(ArchiveFilePath(root_, day_, "plant"), pending_);
+    Append(ArchiveFilePath(root_, day_, name_), pending_);
     pending_.clear();
   }
 
@@ -68,6 +71,7 @@ class LiveArchive {
 
   Random& r_;
   std::string root_;
+  std::string name_;
   int64_t day_ = 0;
   int64_t time_ = 0;
   std::string pending_;  // generated, not yet in the file
