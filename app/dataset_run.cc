@@ -14,6 +14,7 @@
 #include "app/dataset_layout.h"
 #include "app/deferred_signals.h"
 #include "app/export_threads.h"
+#include "app/run_status.h"
 #include "app/state_cursor.h"
 #include "app/state_lock.h"
 #include "archive/discovery.h"
@@ -27,10 +28,6 @@
 
 namespace qorarc {
 namespace {
-
-constexpr int kUnreadableStatus = 2;
-constexpr int kNothingFoundStatus = 3;
-constexpr int kBusyStatus = 4;
 
 // The line of options that do not make a dataset run; empty when they do.
 std::string OptionsProblem(const Options& o) {
@@ -51,22 +48,6 @@ std::string OptionsProblem(const Options& o) {
     return "Option '--dataset' takes an archive directory as its input, not a single file.";
   return {};
 }
-
-// The walk's findings as a plain export shows them.
-class WalkLines : public DiscoveryReporter {
- public:
-  explicit WalkLines(bool* unreadable) : unreadable_(unreadable) {}
-  void Unlistable(const std::string& path, int error_number) override {
-    ReadFailedLine(path, error_number);
-    *unreadable_ = true;
-  }
-  void Unexpected(const std::string& path) override {
-    VerboseLine("Unexpected path '" + path + "' ignored");
-  }
-
- private:
-  bool* unreadable_;
-};
 
 // Passes the loop's items on, and counts those of the records that end at
 // or before `old_ends` of their file: what an earlier version of the file

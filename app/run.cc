@@ -16,6 +16,7 @@
 #include "app/help_text.h"
 #include "app/options.h"
 #include "app/progress_meter.h"
+#include "app/run_status.h"
 #include "app/state_cursor.h"
 #include "app/state_lock.h"
 #include "archive/discovery.h"
@@ -112,33 +113,6 @@ std::unique_ptr<Writer> MakeWriter(const Options& options, WriterTarget out) {
                                        DelimiterOf(options));
   return MakeJsonWriter(out, options.pretty_print, options.item_total_count);
 }
-
-// The exit status of a run that completed its document although some
-// archive data could not be read, or could not be shown as it is.
-constexpr int kUnreadableStatus = 2;
-// With --strict, the exit status of a run that found no archive file: no
-// file of the archive, none in the time span, none at all for --scan.
-constexpr int kNothingFoundStatus = 3;
-// With --state, the exit status of a run that found the state file held by
-// another run for longer than --state-wait.
-constexpr int kBusyStatus = 4;
-
-// Shows the walk's findings as it makes them; a directory that cannot be
-// listed makes the export's status 2.
-class WalkLines : public DiscoveryReporter {
- public:
-  explicit WalkLines(bool* unreadable) : unreadable_(unreadable) {}
-  void Unlistable(const std::string& path, int error_number) override {
-    ReadFailedLine(path, error_number);
-    *unreadable_ = true;
-  }
-  void Unexpected(const std::string& path) override {
-    VerboseLine("Unexpected path '" + path + "' ignored");
-  }
-
- private:
-  bool* unreadable_;
-};
 
 // Runs the writer over the files: the export document, or the scan listing.
 // Sets `*unreadable` when a file could not be read, and `*warning` to the

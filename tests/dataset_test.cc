@@ -344,13 +344,9 @@ TEST(DatasetTest, KilledRunsOverLiveArchivesLoseAndRepeatNothing) {
     Launch launch;
     launch.args = {"-i", arc, "--dataset", lake, "--all"};
     launch.err = dir.path() + "/err";
-    const Child child = Start(launch);
     const int signal_number = r.OneIn(2) ? 0 : r.OneIn(3) ? SIGTERM : SIGKILL;
-    if (signal_number != 0) {
-      std::this_thread::sleep_for(std::chrono::microseconds(r.Below(20'000)));
-      kill(child.pid, signal_number);
-    }
-    const Outcome o = Finish(child, launch.err);
+    const Outcome o =
+        RunInterrupted(launch, signal_number, std::chrono::microseconds(r.Below(20'000)));
     SCOPED_TRACE("run " + std::to_string(n) + ": " + o.err);
     if (o.signal != 0) {
       EXPECT_EQ(o.signal, signal_number);

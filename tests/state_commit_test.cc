@@ -87,13 +87,9 @@ TEST(StateCommitTest, KilledRunsLoseAndRepeatNothing) {
     std::vector<std::string> left_before;
     AllOutputs(out, &left_before);
     const bool tmp_before = std::filesystem::exists(state + ".tmp");
-    const Child child = Start(launch);
     const int signal_number = r.OneIn(4) ? 0 : r.OneIn(2) ? SIGKILL : SIGTERM;
-    if (signal_number != 0) {
-      std::this_thread::sleep_for(std::chrono::microseconds(r.Below(15'000)));
-      kill(child.pid, signal_number);
-    }
-    const Outcome o = Finish(child, launch.err);
+    const Outcome o =
+        RunInterrupted(launch, signal_number, std::chrono::microseconds(r.Below(15'000)));
     SCOPED_TRACE("run " + std::to_string(n) + ": " + o.err);
     if (o.signal != 0) {
       EXPECT_EQ(o.signal, signal_number);

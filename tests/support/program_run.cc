@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstdio>
 #include <stdexcept>
+#include <thread>
 
 extern char** environ;
 
@@ -108,6 +109,15 @@ Child Start(const Launch& launch) {
   alarm(60);
   execve(program.c_str(), argv.data(), environ);
   _exit(127);
+}
+
+Outcome RunInterrupted(const Launch& launch, int signal_number, std::chrono::microseconds delay) {
+  const Child child = Start(launch);
+  if (signal_number != 0) {
+    std::this_thread::sleep_for(delay);
+    kill(child.pid, signal_number);
+  }
+  return Finish(child, launch.err);
 }
 
 Outcome Finish(const Child& child, const std::string& err_path) {

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <set>
 #include <string>
 #include <vector>
@@ -74,6 +75,9 @@ Child Start(const Launch& launch);
 // Waits for the child; reads its standard error from the pipe or `err_path`.
 Outcome Finish(const Child& child, const std::string& err_path);
 inline Outcome RunLaunch(const Launch& launch) { return Finish(Start(launch), launch.err); }
+// Starts the run and, unless `signal_number` is 0, sends it that signal
+// after `delay`: a run ended at a random instant.
+Outcome RunInterrupted(const Launch& launch, int signal_number, std::chrono::microseconds delay);
 
 // The names in a directory.
 std::set<std::string> Names(const std::string& dir);
