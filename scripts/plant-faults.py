@@ -137,7 +137,7 @@ FAULTS = [
     ("Parquet: index 0 written as null", "export/parquet_writer.cc",
      "if (row.index < 0) Null(&c[kIndex]);", "if (row.index <= 0) Null(&c[kIndex]);"),
     ("Parquet: a time stamp 0 written as a time", "export/parquet_writer.cc",
-     "  if (item.timestamp == 0) {\n    Null(&c[kTs]);", "  if (false) {\n    Null(&c[kTs]);"),
+     "item_has_ts_ = item.timestamp != 0;", "item_has_ts_ = true;"),
     ("Parquet: text not cut at NUL", "export/parquet_writer.cc",
      "CutAtNul(row.text)", "row.text"),
     ("Parquet: dictionary index off by one", "export/parquet_writer.cc",
