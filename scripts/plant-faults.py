@@ -210,6 +210,16 @@ FAULTS = [
      "    for (uint64_t& d : deltas) d -= static_cast<uint64_t>(min_delta);\n",
      "    for (uint64_t& d : deltas) (void)d;\n"),
 
+    ("dataset: recorded renames not rolled forward", "app/dataset_commit.cc",
+     "    if (!PutInPlace(root, state.renames, err)) return false;\n", ""),
+    ("dataset: a day file rewritten over changed archive bytes", "app/dataset_run.cc",
+     "rewrite = it != group.end() && starts[*it].offset == begin.end;",
+     "rewrite = it != group.end();"),
+    ("dataset: '=' in an archive name not escaped", "app/dataset_layout.cc",
+     "kSpecial = \"\\\"#%'*/:=?", "kSpecial = \"\\\"#%'*/:?"),
+    ("dataset: a killed run's hidden files left behind", "app/dataset_commit.cc",
+     "if (IsPartName(file.path().filename().string())) unlink(file.path().c_str());",
+     "(void)file;"),
 ]
 
 
