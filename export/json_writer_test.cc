@@ -89,18 +89,6 @@ TEST(JsonWriterTest, PrettyDocument) {
             "    \"total_item_count\": 1\n}");
 }
 
-// The day start of 2000-01-01 is the time stamp 0, "no time stamp".
-TEST(JsonWriterTest, ScanListing) {
-  const ArchiveSpans spans = {{"boiler", {0, 3 * kNanosPerDay}}, {"plant", {-kNanosPerDay, 0}}};
-  std::ostringstream compact, pretty;
-  WriteScanList(&compact, false, spans);
-  WriteScanList(&pretty, true, spans);
-  EXPECT_EQ(compact.str(), R"([{"name":"boiler","first_date":"--- ---",)"
-                           R"("last_date":"2000-01-04 00:00:00.000000"},{"name":"plant",)"
-                           R"("first_date":"1999-12-31 00:00:00.000000","last_date":"--- ---"}])");
-  EXPECT_NE(pretty.str().find("\"boiler\",\n        \"first_date\": \"--- ---\""), std::string::npos);
-}
-
 // Time and error arrays (codes 25 and 27) have no form: one null per
 // element, in the layout of any other array.
 TEST(JsonWriterTest, FormlessArraysAreNulls) {

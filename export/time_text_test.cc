@@ -20,31 +20,6 @@ constexpr int64_t At(int64_t day, int hours, int minutes, int seconds, int64_t n
   return day * kDay + ((hours * 60 + minutes) * 60 + seconds) * kSecond + nanos;
 }
 
-TEST(TimeTextTest, DateAndTimeOfTimestamps) {
-  const struct {
-    const char* what;
-    int64_t timestamp;
-    const char* text;
-  } cases[] = {
-      {"no time stamp", 0, "--- ---"},
-      {"499 ns rounds down", 499, "2000-01-01 00:00:00.000000"},
-      {"501 ns rounds up", 501, "2000-01-01 00:00:00.000001"},
-      {"every digit", At(0, 5, 6, 7, 123'456'000), "2000-01-01 05:06:07.123456"},
-      {"up to second 60", At(7062, 23, 59, 59, 999'999'600), "2019-05-03 23:59:60.000000"},
-      {"minutes not carried", At(7062, 12, 34, 59, 999'999'999), "2019-05-03 12:34:60.000000"},
-      {"seconds carried", At(7062, 12, 34, 9, 999'999'999), "2019-05-03 12:34:10.000000"},
-      // Before 2000 the day is found by floor division.
-      {"1 ns before 2000", -1, "1999-12-31 23:59:60.000000"},
-      {"past a day before 2000", -kDay - 1, "1999-12-30 23:59:60.000000"},
-      {"last time stamp", kMax, "2292-04-10 23:47:16.854776"},
-      {"first time stamp", kMin, "1707-09-22 00:12:43.145224"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    EXPECT_EQ(TimestampText(c.timestamp), c.text);
-  }
-}
-
 TEST(TimeTextTest, DatesOfDayNumbers) {
   // Years outside 1000 to 9999 take printf's "%4i": padded, or wider.
   const struct {

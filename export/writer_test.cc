@@ -4,10 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <memory>
-#include <numeric>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -58,37 +56,6 @@ int32_t WriteUntil(Writer* writer, int32_t items, Done done) {
   int32_t n = 0;
   while (!done() && n < items) writer->writeItem(testing::Item(n++, 2, testing::Value(24, kReals)));
   return n;
-}
-
-TEST(WriterPiecesTest, PiecesMakeTheDocument) {
-  for (bool csv : {false, true}) {
-    SCOPED_TRACE(csv ? "CSV" : "JSON");
-    std::string expected = csv ? "" : R"({"data":[)";
-    for (int32_t id = 0; id < kItems; ++id) {
-      const std::string n = std::to_string(id);
-      expected += csv ? "2021-03-04,05:06:07.123456,,,," + n + ",1.5,-2.25\n"
-                      : std::string(id > 0 ? "," : "") + R"({"ts":"2021-03-04T05:06:07.123456Z",)" +
-                            R"("id":)" + n + R"(,"values":[1.5,-2.25]})";
-    }
-    if (!csv) expected += "]}";
-
-    Buffer buffer;
-    std::ostream out(&buffer);
-    std::unique_ptr<Writer> writer = MakeWriter(&out, csv);
-    WriteUntil(writer.get(), kItems, [] { return false; });
-    writer->endDocument(kItems);
-    EXPECT_EQ(buffer.text, expected);
-    ASSERT_GT(buffer.writes.size(), 10u);
-    for (size_t i = 0; i + 1 < buffer.writes.size(); ++i)
-      EXPECT_GE(buffer.writes[i], PendingText::kPieceSize) << "piece " << i;
-    // A JSON piece is flushed before the next goes out; CSV leaves flushing
-    // to the stream, and the end flushes once.
-    std::vector<size_t> flushes(csv ? 1 : buffer.writes.size());
-    std::iota(flushes.begin(), flushes.end(), csv ? buffer.writes.size() : 1);
-    buffer.flushes.erase(std::unique(buffer.flushes.begin(), buffer.flushes.end()),
-                         buffer.flushes.end());
-    EXPECT_EQ(buffer.flushes, flushes);
-  }
 }
 
 // failed() turns true with the first piece the stream refuses, not before

@@ -38,31 +38,6 @@ TEST(CompressingStreambufTest, MembersAreFullWhateverTheFlushes) {
   }
 }
 
-// The same file whatever the threads that compress: members cut every 1000
-// plain bytes, written in order; a document of no bytes is one empty member.
-TEST(CompressingStreambufTest, ThreadsWriteTheSameMembers) {
-  std::string plain;
-  for (int i = 0; plain.size() < 25'500; ++i) plain += std::to_string(i * 7919 % 100'003) + ",";
-  for (bool gzip : {true, false}) {
-    const Compression kind = gzip ? Compression::kGzip : Compression::kZstd;
-    std::string one_thread;
-    for (int threads : {1, 2, 3, 16}) {
-      SCOPED_TRACE(std::string(gzip ? "gzip " : "zstd ") + std::to_string(threads));
-      std::stringbuf sink, empty_sink;
-      CompressingStreambuf buffer(kind, &sink, threads, 1000), empty(kind, &empty_sink, threads);
-      std::ostream out(&buffer);
-      for (size_t at = 0; at < plain.size(); at += 333) out << plain.substr(at, 333) << std::flush;
-      ASSERT_TRUE(buffer.Finish() && empty.Finish());
-      testing::Decompressed d = Decompress(gzip, sink.str());
-      EXPECT_TRUE(d.ok && d.members == 26 && d.plain == plain) << d.members;
-      if (threads == 1) one_thread = sink.str();
-      EXPECT_TRUE(sink.str() == one_thread);
-      d = Decompress(gzip, empty_sink.str());
-      EXPECT_TRUE(d.ok && d.members == 1 && d.plain.empty());
-    }
-  }
-}
-
 // Takes `room` bytes, then refuses.
 class LimitedSink : public std::streambuf {
  public:

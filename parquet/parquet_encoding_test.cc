@@ -94,14 +94,6 @@ TEST(ParquetEncodingTest, DeltaBinaryPacked) {
   }
 }
 
-TEST(ParquetEncodingTest, BitWidthFor) {
-  const struct {
-    uint64_t count;
-    int width;
-  } cases[] = {{1, 1}, {2, 1}, {3, 2}, {4, 2}, {5, 3}, {256, 8}, {257, 9}, {1ull << 31, 31}};
-  for (const auto& c : cases) EXPECT_EQ(BitWidthFor(c.count), c.width) << c.count;
-}
-
 TEST(ParquetEncodingTest, Plain) {
   std::string out;
   EncodePlainInt32(std::vector<int64_t>{1, -2, std::numeric_limits<int32_t>::min()}, &out);

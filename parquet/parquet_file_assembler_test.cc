@@ -183,46 +183,6 @@ TEST(ParquetFileTest, FileWithoutRowGroups) {
   EXPECT_EQ(file.Footer(), meta + length + "PAR1");
 }
 
-TEST(ParquetFileTest, BadPages) {
-  const ParquetColumnInfo int32 = {"v", ParquetType::kInt32};
-  const ParquetColumnInfo int64 = {"v", ParquetType::kInt64};
-  const ParquetColumnInfo kinds = {"k", ParquetType::kString, ParquetLogical::kString, {"a"}};
-  const ParquetColumnInfo texts = {"s", ParquetType::kString};
-  const struct {
-    const char* what;
-    const ParquetColumnInfo& column;
-    ParquetColumnPage page;
-    const char* error;
-  } cases[] = {
-      {"too few values", int64, {.defined = {1, 1}, .integers = {5}},
-       "Parquet column \"v\": 1 values for 2 present rows"},
-      {"too many values", int64, {.defined = {0}, .integers = {5}},
-       "Parquet column \"v\": 1 values for 0 present rows"},
-      {"a flag of 2", int64, {.defined = {2}, .integers = {5}},
-       "Parquet column \"v\": a definition flag of 2, not 0 or 1"},
-      {"above INT32", int32, {.defined = {1}, .integers = {2147483648}},
-       "Parquet column \"v\": 2147483648 does not fit INT32"},
-      {"below INT32", int32, {.defined = {1}, .integers = {-2147483649}},
-       "Parquet column \"v\": -2147483649 does not fit INT32"},
-      {"index past the dictionary", kinds, {.defined = {1}, .integers = {1}},
-       "Parquet column \"k\": dictionary index 1 outside 0..0"},
-      {"negative index", kinds, {.defined = {1}, .integers = {-1}},
-       "Parquet column \"k\": dictionary index -1 outside 0..0"},
-      {"text end past the text", texts, {.defined = {1}, .text = "ab", .text_ends = {3}},
-       "Parquet column \"s\": text end 3 outside 0..2"},
-      {"text ends going back", texts, {.defined = {1, 1}, .text = "ab", .text_ends = {2, 1}},
-       "Parquet column \"s\": text end 1 outside 2..2"},
-  };
-  for (const auto& c : cases) {
-    std::string error;
-    EncodedPage page;
-    page.bytes = "stale";
-    EXPECT_FALSE(EncodeDataPage(c.column, c.page, &page, &error)) << c.what;
-    EXPECT_EQ(error, c.error) << c.what;
-    EXPECT_EQ(page.bytes, "") << c.what;
-  }
-}
-
 TEST(ParquetFileTest, BadColumns) {
   using T = ParquetType;
   using L = ParquetLogical;
@@ -256,44 +216,6 @@ TEST(ParquetFileTest, BadColumns) {
       EXPECT_EQ(bytes, "before") << c.what;
     }
   }
-}
-
-TEST(ParquetFileTest, BadRowGroups) {
-  const std::vector<ParquetColumnInfo> columns = {{"a", ParquetType::kInt64},
-                                                  {"b", ParquetType::kInt64}};
-  std::string error;
-  EncodedPage one, two;
-  ASSERT_TRUE(EncodeDataPage(columns[0], {.defined = {1}, .integers = {1}}, &one, &error) &&
-              EncodeDataPage(columns[0], {.defined = {1, 0}, .integers = {1}}, &two, &error))
-      << error;
-  const struct {
-    const char* what;
-    bool header;
-    std::vector<std::vector<EncodedPage>> pages;
-    const char* error;
-  } cases[] = {
-      {"before the header", false, {{one}, {one}}, "a Parquet row group before the file's header"},
-      {"one column short", true, {{one}}, "a Parquet row group of 1 columns in a file of 2"},
-      {"row counts differ", true, {{one}, {two}},
-       "Parquet column \"b\": 2 rows in a row group of 1"},
-      {"no pages", true, {{}, {}}, "Parquet column \"a\": a row group without rows"},
-      {"a page that failed", true, {{one, EncodedPage()}, {two}},
-       "Parquet column \"a\": a data page without rows"},
-  };
-  for (const auto& c : cases) {
-    ParquetFileAssembler file(columns, "");
-    if (c.header) file.Header();
-    std::string bytes;
-    EXPECT_FALSE(file.AppendRowGroup(c.pages, {}, &bytes, &error)) << c.what;
-    EXPECT_EQ(error, c.error) << c.what;
-    EXPECT_EQ(bytes, "") << c.what;
-  }
-  // The pages of a good row group follow the header, column by column.
-  ParquetFileAssembler file(columns, "");
-  file.Header();
-  std::string bytes;
-  EXPECT_TRUE(file.AppendRowGroup({{one, one}, {two}}, {}, &bytes, &error)) << error;
-  EXPECT_EQ(bytes, one.bytes + one.bytes + two.bytes);
 }
 
 }  // namespace

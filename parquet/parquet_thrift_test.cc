@@ -70,30 +70,5 @@ TEST(ParquetThriftTest, StructBytes) {
             "\x00"s);
 }
 
-TEST(ParquetThriftTest, ListHeaders) {
-  const struct {
-    const char* what;
-    uint32_t size;
-    std::string header;
-  } cases[] = {
-      {"empty", 0, "\x19\x0C"},
-      {"largest short size", 14, "\x19\xEC"},
-      {"smallest long size", 15, "\x19\xFC\x0F"},
-      {"long size of two bytes", 300, "\x19\xFC\xAC\x02"},
-  };
-  for (const auto& c : cases) {
-    std::string out;
-    ThriftWriter w(&out);
-    w.BeginStruct();
-    w.ListField(1, compact::kStruct, c.size);
-    EXPECT_EQ(out, c.header) << c.what;
-  }
-  std::string out;
-  ThriftWriter w(&out);
-  w.BinaryElement("");
-  w.BinaryElement("xyz");
-  EXPECT_EQ(out, "\x00\x03xyz"s);
-}
-
 }  // namespace
 }  // namespace qorarc::parquet

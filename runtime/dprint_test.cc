@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 
 #include "base/time_base.h"
-#include "support/files.h"
 
 namespace qorarc {
 namespace {
@@ -62,29 +60,6 @@ TEST(DPrint, ConsoleLinesHavePrefixesAndAtMost2047Characters) {
             "[ BLOCK ][WARNING] 42 block\n[ CORE  ][ INFO  ] " + std::string(2047, 'x') +
                 "[ CORE  ][ INFO  ] " + std::string(2031, 'y') + " ... [TRUNCATED]" +
                 "[ CORE  ][ ERROR ] dPrint encountered an encoding error");
-}
-
-// The start banner's line is checked end to end (tests/core_console_test.cc).
-TEST(DPrint, LogFileLinesCarryTheTime) {
-  testing::TempDir dir;
-  const std::string path = dir.path() + "/qorcore.log";
-  ASSERT_EQ(OpenLogFile(path.c_str()), 0);
-  ::testing::internal::CaptureStdout();
-  SetMessageMask(0xFFFFFF);
-  dPrint(kLevelCoreError, "no output bit\n");
-  SetMessageMask(kMaskLogFile);
-  dPrint(kLevelCoreError, "first\n");
-  dPrint(0x200, "second\n");
-  CloseLogFile();
-  EXPECT_FALSE(LogFileIsOpen());
-  dPrint(0x200, "after closing\n");
-  SetMessageMask(kDefaultMessageMask);
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
-  const std::string time = "\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\.\\d{3} ";
-  const std::string text = testing::ReadFile(path);
-  EXPECT_TRUE(std::regex_match(text, std::regex(time + "\\[ CORE  \\]\\[ ERROR \\] first\n" +
-                                                time + "\\[ BLOCK \\]\\[ INFO  \\] second\n")))
-      << text;
 }
 
 }  // namespace
