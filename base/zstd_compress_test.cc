@@ -29,28 +29,5 @@ TEST(ZstdCompressTest, AppendsOneFramePerCall) {
   }
 }
 
-// A shorter shortest match finds repeats that a fast level passes over:
-// 5-byte words of a small vocabulary, each followed by a byte of noise, so
-// that no repeat is 6 bytes long. Out of range: a message, *out as it was.
-TEST(ZstdCompressTest, MinMatch) {
-  std::string plain;
-  uint64_t noise = 1;
-  for (int i = 0; i < 50000; ++i) {
-    noise = noise * 6364136223846793005u + 1442695040888963407u;
-    const uint64_t word = (noise >> 60) * 0x9E3779B97F4A7C15u;  // one of 16
-    for (int b = 0; b < 5; ++b) plain += static_cast<char>(word >> (8 * b + 24));
-    plain += static_cast<char>(noise >> 32);
-  }
-  std::string level_own, five, err;
-  ASSERT_TRUE(ZstdCompress(plain, 1, &level_own, &err)) << err;
-  ASSERT_TRUE(ZstdCompress(plain, 1, 5, &five, &err)) << err;
-  EXPECT_LT(five.size(), level_own.size() * 9 / 10);  // about 3/4
-  EXPECT_EQ(testing::Decompress(false, five).plain, plain);
-  std::string out = "kept";
-  EXPECT_FALSE(ZstdCompress(plain, 1, 99, &out, &err));
-  EXPECT_EQ(out, "kept");
-  EXPECT_NE(err.find("ZSTD compression failed: "), std::string::npos) << err;
-}
-
 }  // namespace
 }  // namespace qorarc

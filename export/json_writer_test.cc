@@ -89,30 +89,6 @@ TEST(JsonWriterTest, PrettyDocument) {
             "    \"total_item_count\": 1\n}");
 }
 
-// Time and error arrays (codes 25 and 27) have no form: one null per
-// element, in the layout of any other array.
-TEST(JsonWriterTest, FormlessArraysAreNulls) {
-  const struct {
-    uint8_t code;
-    bool pretty;
-    std::string tail;
-  } cases[] = {
-      {25, false, R"(,"id":3,"values":[null,null]}]})"},
-      {27, true,
-       "\"id\": 3,\n            \"values\": [\n                null,\n                null\n"
-       "            ]\n        }\n    ]\n}"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.code);
-    std::ostringstream out;
-    const std::unique_ptr<Writer> writer = MakeJsonWriter(&out, c.pretty, false);
-    writer->beginDocument();
-    writer->writeItem(Item(3, 2, Value(c.code, kZeros)));
-    writer->endDocument(1);
-    EXPECT_TRUE(out.str().ends_with(c.tail)) << out.str();
-  }
-}
-
 // Escaped to six bytes per byte, this text is far larger than a piece and the
 // room kept after it.
 TEST(JsonWriterTest, HugeString) {

@@ -156,33 +156,6 @@ TEST(ParquetFileTest, DictionaryPageBytes) {
              "\x01\x00\x00\x00" "c" "\x01\x00\x00\x00" "b"s, "chunk dictionary of texts");
 }
 
-// A file without row groups: its header and footer, byte by byte.
-TEST(ParquetFileTest, FileWithoutRowGroups) {
-  ParquetFileAssembler file({{"ts", ParquetType::kInt64, ParquetLogical::kTimestampMicrosUtc},
-                             {"name", ParquetType::kString, ParquetLogical::kString}},
-                            "QorArc test");
-  EXPECT_EQ(file.Header(), "PAR1");
-  const std::string meta =
-      "\x15\x02"                                // version 1
-      "\x19\x3C"                                // schema: 3 elements
-      "\x48\x06" "schema" "\x15\x04\x00"        // root, 2 children
-      "\x15\x04\x25\x02\x18\x02" "ts"           // INT64, OPTIONAL
-      "\x25\x14"                                // TIMESTAMP_MICROS
-      "\x4C\x8C\x11\x1C\x2C\x00\x00\x00\x00"    // TIMESTAMP(UTC, MICROS)
-      "\x00"
-      "\x15\x0C\x25\x02\x18\x04" "name"         // BYTE_ARRAY, OPTIONAL
-      "\x25\x00\x4C\x1C\x00\x00"                // UTF8, STRING
-      "\x00"
-      "\x16\x00"                                // num_rows 0
-      "\x19\x0C"                                // no row groups
-      "\x28\x0B" "QorArc test"                  // created_by
-      "\x19\x2C\x1C\x00\x00\x1C\x00\x00"        // TYPE_ORDER twice
-      "\x00"s;
-  std::string length;
-  parquet::PutFixed32(meta.size(), &length);
-  EXPECT_EQ(file.Footer(), meta + length + "PAR1");
-}
-
 TEST(ParquetFileTest, BadColumns) {
   using T = ParquetType;
   using L = ParquetLogical;

@@ -20,7 +20,7 @@ fuzz/run.sh 60
 cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQORARC_HARDENING=OFF \
   -DCMAKE_CXX_FLAGS="-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -Wno-maybe-uninitialized"
 cmake --build build-asan -j2
-UBSAN_OPTIONS=print_stacktrace=1 QORARC_PROPERTY_ARCHIVES=150 QORARC_STATE_ROUNDS=1 \
+UBSAN_OPTIONS=print_stacktrace=1 QORARC_PROPERTY_ARCHIVES=150 \
   ctest --test-dir build-asan --output-on-failure -j2 -E '^packaging$'
 
 # ThreadSanitizer over the program and the end-to-end tests that export with
@@ -31,6 +31,6 @@ UBSAN_OPTIONS=print_stacktrace=1 QORARC_PROPERTY_ARCHIVES=150 QORARC_STATE_ROUND
 cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQORARC_HARDENING=OFF \
   -DCMAKE_CXX_FLAGS="-fsanitize=thread -Wno-maybe-uninitialized"
 cmake --build build-tsan -j2 --target QorArc end_to_end_tests
-TSAN_OPTIONS="halt_on_error=1 exitcode=66" QORARC_PROPERTY_ARCHIVES=100 QORARC_STATE_ROUNDS=1 \
+TSAN_OPTIONS="halt_on_error=1 exitcode=66" QORARC_PROPERTY_ARCHIVES=100 \
   ctest --test-dir build-tsan --output-on-failure -j2 \
     -R 'ParallelExportTest|ParallelFailureTest|ParquetExportTest|UnattendedTest|PropertyTest|StateCursorTest|StateCommitTest'

@@ -90,62 +90,6 @@ TEST(DataSafetyTest, UnreadableArchiveDataIsReportedWithStatus2) {
   }
 }
 
-// The export fails, or is ended by a signal, while an earlier export's file
-// is in place: that file stays byte for byte, and nothing else is left.
-TEST(DataSafetyTest, FailedOrEndedExportLeavesThePreviousOutputFile) {
-  TempDir dir;
-  const std::string arc = dir.path() + "/arc";
-  const std::string out_dir = dir.path() + "/out";
-  fs::create_directory(out_dir);
-  const std::string out = out_dir + "/out.json";
-  const std::string previous = "{\"data\":[]}";
-  WriteArchiveFile(PlantFile(arc, kDay), LongItems(kDay, 1, 20'000));
-
-  struct Case {
-    const char* what;
-    std::vector<std::string> args;
-    rlim_t file_size_limit;
-    std::string err;
-  };
-  const Case cases[] = {
-      {"a file size limit, SIGXFSZ ignored", {"-i", arc, "--csv", "-o", out, "plant"}, 100'000,
-       "Failed to write to '" + out + "'.\n"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    WriteArchiveFile(out, previous);
-    Launch launch{c.args, "/dev/null", dir.path() + "/err.txt"};
-    launch.file_size_limit = c.file_size_limit;
-    Outcome outcome = RunLaunch(launch);
-    EXPECT_EQ(outcome.err, c.err);
-    EXPECT_EQ(outcome.status, 255);
-    EXPECT_EQ(ReadFile(out), previous);
-    EXPECT_EQ(Names(out_dir), std::set<std::string>{"out.json"});
-  }
-
-  // SIGINT or SIGTERM in the middle of a large export: the process ends by
-  // that signal (status 130 for SIGINT in a shell), the previous file stays.
-  const std::string large = dir.path() + "/large";
-  for (int d = 0; d < 10; ++d)
-    WriteArchiveFile(PlantFile(large, kDay + d), LongItems(kDay + d, 1, 200'000));
-  const std::string second = "Exporting data from '" + PlantFile(large, kDay + 1) + "'.\n";
-  for (int signal_number : {SIGINT, SIGTERM}) {
-    SCOPED_TRACE(signal_number);
-    WriteArchiveFile(out, previous);
-    Child child = Start({{"-ve", "-i", large, "-p", "-o", out, "plant"}, "/dev/null", ""});
-    // Reading has reached the second of the ten files: the signal comes
-    // while the document is being written.
-    std::string err;
-    char c;
-    while (err.find(second) == std::string::npos && read(child.err_pipe, &c, 1) == 1) err += c;
-    kill(child.pid, signal_number);
-    Outcome outcome = Finish(child, "");
-    EXPECT_EQ(outcome.signal, signal_number) << err + outcome.err;
-    EXPECT_EQ(ReadFile(out), previous);
-    EXPECT_EQ(Names(out_dir), std::set<std::string>{"out.json"});
-  }
-}
-
 // An output file no new file can take the place of, as user 65534 (an
 // ordinary user runs as itself): in a directory it cannot write, or another
 // user's file in a sticky directory. The document goes to $TMPDIR, else

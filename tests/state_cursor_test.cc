@@ -1,12 +1,10 @@
 // The cursor of unattended exports (--state FILE) end to end: runs between
-// which records are appended to a live archive add up to one full export;
-// each message and status of the cursor.
-// QORARC_STATE_ROUNDS sets the live archives per format and thread setting
-// (default 4).
+// which records are appended add up to one full export; each message and
+// status of the cursor. Runs killed over live archives:
+// tests/state_commit_test.cc.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -15,83 +13,11 @@
 #include <vector>
 
 #include "archive/archive_writer.h"
-#include "support/program_run.h"
 #include "support/live_archive.h"
-#include "support/random_archive.h"
+#include "support/program_run.h"
 
 namespace qorarc::testing {
 namespace {
-
-// What a run wrote, without what every document of the format has around
-// its items: the header of long CSV, the braces of the JSON document, the
-// TYPE line and end of OpenMetrics.
-std::string Body(const std::string& format, const std::string& out) {
-  if (format == "-om") {
-    constexpr std::string_view kType = "# TYPE qorarc_value gauge\n", kEnd = "# EOF\n";
-    EXPECT_TRUE(out.starts_with(kType) && out.ends_with(kEnd)) << out;
-    return out.substr(kType.size(), out.size() - kType.size() - kEnd.size());
-  }
-  if (format == "-lc") {
-    EXPECT_TRUE(out.starts_with("ts,id,class,type,level,index,value,text\n")) << out;
-    return out.substr(out.find('\n') + 1);
-  }
-  if (format.empty()) {
-    EXPECT_TRUE(out.starts_with("{\"data\":[") && out.ends_with("]}")) << out;
-    return out.substr(9, out.size() - 11);
-  }
-  return out;
-}
-
-TEST(StateCursorTest, RandomAppendsJoinIntoOneExport) {
-  const char* rounds_text = std::getenv("QORARC_STATE_ROUNDS");
-  const int rounds = rounds_text != nullptr ? std::atoi(rounds_text) : 4;
-  int seed = 0;
-  for (const std::string format : {"-jl", "-lc", "-lp", "-om", ""}) {
-    for (const char* threads : {"QORARC_THREADS=1", "QORARC_THREADS=3"}) {
-      for (int round = 0; round < rounds; ++round) {
-        SCOPED_TRACE("format '" + format + "', " + threads + ", seed " + std::to_string(seed));
-        Random r{std::mt19937_64(0x57A7E000 + seed++)};
-        TempDir dir;
-        LiveArchive archive(&r, dir.path() + "/arc");
-        // The same filters in every run and in the full export.
-        std::vector<std::string> args = {"-i", dir.path() + "/arc"};
-        if (!format.empty()) args.push_back(format);
-        if (r.OneIn(2)) args.insert(args.end(), {"-f", "1..40"});
-        if (r.OneIn(3)) args.push_back("-ne");
-        std::string joined, separator = format.empty() ? "," : "";
-        auto run = [&](bool limit) {
-          std::vector<std::string> run_args = args;
-          run_args.insert(run_args.end(), {"--state", dir.path() + "/state"});
-          if (limit) run_args.insert(run_args.end(), {"-ic", std::to_string(r.Below(25))});
-          run_args.push_back("plant");
-          const ProgramResult p = RunQorArc(run_args, {{threads, "QORARC_BATCH_ITEMS=3"}, ""});
-          // OpenMetrics has no sample for the texts and events without a value.
-          if (format == "-om" && p.status == 2) {
-            EXPECT_TRUE(std::regex_match(p.err, std::regex("Warning: [0-9]+ values? ha(s|ve) no "
-                                                           "OpenMetrics sample [^\n]*\n")))
-                << p.err;
-          } else {
-            EXPECT_EQ(p.err, "");
-            EXPECT_EQ(p.status, 0);
-          }
-          const std::string body = Body(format, p.out);
-          if (!body.empty()) joined += (joined.empty() ? "" : separator) + body;
-        };
-        for (int step = 0; step < 30; ++step) {
-          archive.Step();
-          run(!r.OneIn(3));
-        }
-        archive.Flush();
-        run(false);
-        args.push_back("plant");
-        const std::string full = Body(format, RunQorArc(args).out);
-        EXPECT_GT(full.size(), 0u);
-        EXPECT_TRUE(joined == full) << "joined:\n" << joined << "\nfull:\n" << full;
-        if (::testing::Test::HasFailure()) return;
-      }
-    }
-  }
-}
 
 const int64_t kDay = DayNumber(2019, 5, 3);
 
@@ -317,11 +243,10 @@ TEST(StateCursorTest, GoesOnFromACursorOfTheFirstFormat) {
 }
 
 // A state file that cannot be used: one line, status 1, nothing exported,
-// the file as it was. A failed export leaves it as it was too.
+// the file as it was (what makes a file invalid: app/export_state_test.cc).
+// A failed export leaves it as it was too.
 TEST(StateCursorTest, UnusableStateFileAndFailedRuns) {
   const std::string head = "qorarc-state 1\narchive plant\nfrom_time -1\n";
-  const std::string position =
-      "file x\nfile_start 0\noffset 3\nday 1\ndevice 1\ninode 1\nfnv1a64 00000000000000ff\n";
   Fixture f;
   WriteArchiveFile(f.file(), Longs(0, 1));
   struct Case {
@@ -337,22 +262,7 @@ TEST(StateCursorTest, UnusableStateFileAndFailedRuns) {
       {"a directory", "/", {}, "Failed to read state file '@state': Is a directory.\n", 1},
       {"another format", "qorarc-state 3\n", {},
        invalid + "it does not begin with 'qorarc-state 2'.\n", 1},
-      {"empty", "", {}, invalid + "it is empty.\n", 1},
       {"no line feed", head + "colour", {}, invalid + "line 4 has no line feed.\n", 1},
-      {"an unknown key", head + "colour red\n", {}, invalid + "line 4: unknown key 'colour'.\n", 1},
-      {"a repeated key", head + "archive plant\n", {},
-       invalid + "line 4: repeated key 'archive'.\n", 1},
-      {"a key without a value", head + "offset\n", {},
-       invalid + "line 4: no value after 'offset'.\n", 1},
-      {"a bad number", head + std::regex_replace(position, std::regex("offset 3"), "offset 3x"),
-       {}, invalid + "bad value of 'offset'.\n", 1},
-      {"a negative number", head + std::regex_replace(position, std::regex("day 1"), "day -1"),
-       {}, invalid + "bad value of 'day'.\n", 1},
-      {"a number with a blank", "qorarc-state 1\narchive plant\nfrom_time  -1\n", {},
-       invalid + "bad value of 'from_time'.\n", 1},
-      {"half a position", head + "file x\n", {}, invalid + "no 'file_start'.\n", 1},
-      {"a short hash", head + position.substr(0, position.size() - 3) + "f\nrest_skipped 0\n", {},
-       invalid + "bad value of 'fnv1a64'.\n", 1},
       {"another archive", "qorarc-state 1\narchive other\nfrom_time -1\n", {},
        "State file '@state' belongs to archive 'other', not 'plant'.\n", 1},
       {"an output that cannot be opened", head, {"-o", f.dir.path() + "/missing/out.csv"},
