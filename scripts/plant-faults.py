@@ -251,7 +251,10 @@ def ctest(build, log, selection, failed_names=None):
                             selection, cwd=ROOT, capture_output=True, text=True)
     log.write(result.stdout)
     if failed_names is not None:
-        failed_names.extend(re.findall(r"^\s*\d+ - (\S+) \(", result.stdout, re.M))
+        # "  12 - Suite.Name (Failed)", or for a test of a table
+        # "  12 - Cases/Suite.Name/Case  # GetParam() = ... (Failed)".
+        listing = result.stdout.partition("The following tests FAILED:")[2]
+        failed_names.extend(re.findall(r"^\s*\d+ - (\S+)", listing, re.M))
     match = re.search(r"tests passed, (\d+) tests failed", result.stdout)
     return (int(match.group(1)) if match else -1), "(Timeout)" in result.stdout
 
