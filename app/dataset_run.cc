@@ -336,7 +336,8 @@ struct Outcome {
   bool not_found = false;
 };
 
-Outcome ExportArchive(const Options& options, const std::string& root, const std::string& name) {
+Outcome ExportArchive(const Options& options, const std::string& root, const std::string& name,
+                      std::set<std::string>* walk_shown) {
   Outcome outcome;
   ArchiveRun run;
   run.root = root;
@@ -375,7 +376,7 @@ Outcome ExportArchive(const Options& options, const std::string& root, const std
       return outcome;
     }
   }
-  WalkLines walk_lines(&outcome.unreadable);
+  WalkLines walk_lines(&outcome.unreadable, walk_shown);
   if (!Discover(run.filter, options.input_path, &walk_lines, &run.entries, &err)) {
     ErrorLine(err);
     outcome.failed = true;
@@ -448,9 +449,10 @@ Outcome ExportArchive(const Options& options, const std::string& root, const std
 }
 
 // The names of every archive under the input, in order.
-bool AllArchives(const Options& options, std::vector<std::string>* names, bool* unreadable) {
+bool AllArchives(const Options& options, std::vector<std::string>* names, bool* unreadable,
+                 std::set<std::string>* walk_shown) {
   std::vector<ArchiveFileEntry> entries;
-  WalkLines walk_lines(unreadable);
+  WalkLines walk_lines(unreadable, walk_shown);
   std::string err;
   if (!Discover(ItemFilter{}, options.input_path, &walk_lines, &entries, &err)) {
     ErrorLine(err);
@@ -472,8 +474,10 @@ int RunDataset(const Options& options) {
   while (root.size() > 1 && root.back() == '/') root.pop_back();
   std::vector<std::string> names;
   bool unreadable = false;
+  // The walk is made once per archive; what it finds is shown once.
+  std::set<std::string> walk_shown;
   if (options.all_archives) {
-    if (!AllArchives(options, &names, &unreadable)) return -1;
+    if (!AllArchives(options, &names, &unreadable, &walk_shown)) return -1;
     if (names.empty()) {
       ErrorLine("No archive files were found scanning path '" + options.input_path + "'.");
       return options.strict ? kNothingFoundStatus : unreadable ? kUnreadableStatus : 0;
@@ -490,7 +494,7 @@ int RunDataset(const Options& options) {
   }
   bool failed = false, busy = false, not_found = false;
   for (const std::string& name : names) {
-    const Outcome outcome = ExportArchive(options, root, name);
+    const Outcome outcome = ExportArchive(options, root, name, &walk_shown);
     failed = failed || outcome.failed;
     busy = busy || outcome.busy;
     unreadable = unreadable || outcome.unreadable;

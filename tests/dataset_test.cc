@@ -177,6 +177,11 @@ TEST(DatasetTest, SeveralArchivesOneUnreadable) {
   const std::string unreadable = l.Day("boiler", 5);
   WriteArchiveFile(unreadable, b.bytes());
   ASSERT_EQ(chmod(unreadable.c_str(), 0), 0);
+  // A month that cannot be listed is walked past once per archive, and
+  // shown once.
+  const std::string month = l.arc + "/2019/2019-06";
+  fs::create_directories(month);
+  ASSERT_EQ(chmod(month.c_str(), 0), 0);
   Launch launch;
   launch.args = {"-i", l.arc, "--dataset", l.lake, "-fn", "boiler", "-fn", "plant", "k=v%"};
   launch.err = l.dir.path() + "/err";
@@ -184,7 +189,8 @@ TEST(DatasetTest, SeveralArchivesOneUnreadable) {
   const Outcome o = RunLaunch(launch);
   if (o.err.find("Permission denied") == std::string::npos)
     GTEST_SKIP() << "cannot run QorArc without permission to a file (" << o.err << ")";
-  EXPECT_EQ(o.err, "Failed to read '" + unreadable + "': Permission denied.\n");
+  EXPECT_EQ(o.err, "Failed to read '" + month + "': Permission denied.\nFailed to read '" +
+                       unreadable + "': Permission denied.\n");
   EXPECT_EQ(o.status, 2);
   const std::vector<std::string> tree = Tree(l.lake);
   EXPECT_EQ(std::count_if(tree.begin(), tree.end(),
