@@ -123,22 +123,5 @@ TEST(DatasetCommitTest, CursorRecordsWhatTheNextRunSettles) {
   EXPECT_EQ(ReadFile(run.day1 + "/p-2020-01-01-0.parquet"), "new day 1");
 }
 
-TEST(DatasetCommitTest, RefusesARenameOfAnythingButAHiddenFile) {
-  TempDir dir;
-  std::string err;
-  EXPECT_FALSE(PutInPlace(dir.path(), {"archive=p/date=2020-01-01/p.parquet"}, &err));
-  EXPECT_EQ(err, "Not a file on its way into the dataset: 'archive=p/date=2020-01-01/p.parquet'.");
-}
-
-TEST(DatasetCommitTest, MakesNestedFoldersAndRefusesAFileInTheWay) {
-  TempDir dir;
-  std::string err;
-  ASSERT_TRUE(MakeDirectories(dir.path() + "/lake/site=x/_qorarc", &err)) << err;
-  EXPECT_TRUE(std::filesystem::is_directory(dir.path() + "/lake/site=x/_qorarc"));
-  Write(dir.path() + "/file", "");
-  EXPECT_FALSE(MakeDirectories(dir.path() + "/file/sub", &err));
-  EXPECT_EQ(err, "Failed to make folder '" + dir.path() + "/file': Not a directory.");
-}
-
 }  // namespace
 }  // namespace qorarc

@@ -23,13 +23,6 @@ TEST(DatasetLayoutTest, EscapesPartitionValuesAsHiveDoes) {
   for (const Case& c : cases) EXPECT_EQ(EscapePartitionValue(c.value), c.escaped) << c.value;
 }
 
-TEST(DatasetLayoutTest, NamesTheDayFolderTheFileAndItsHiddenName) {
-  constexpr int64_t kDay = 630979200000000000;  // 2019-12-30
-  EXPECT_EQ(DayFolder("k%3Dv", kDay), "archive=k%3Dv/date=2019-12-30");
-  EXPECT_EQ(DayFileName("k%3Dv", kDay, 12), "k%3Dv-2019-12-30-12.parquet");
-  EXPECT_EQ(PartName("p-2019-12-30-0.parquet", 812), ".p-2019-12-30-0.parquet.part-812");
-}
-
 TEST(DatasetLayoutTest, KnowsItsHiddenNamesOnly) {
   struct Case {
     const char* name;

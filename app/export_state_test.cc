@@ -87,26 +87,6 @@ TEST(StateFileTest, DayTableAndRenamesAreExactAndReadBack) {
   EXPECT_EQ(back, s);
 }
 
-// A cursor of the first format still reads, as the position it recorded.
-TEST(StateFileTest, ReadsTheFirstFormat) {
-  ExportState s;
-  std::string problem;
-  ASSERT_TRUE(ParseState("qorarc-state 1\narchive plant\nfrom_time -1\n"
-                         "file arc/2019/2019-05/2019-05-03_plant.rea\nfile_start 610156800000000000\n"
-                         "offset 4711\nday 7062\ndevice 2049\ninode 131078\n"
-                         "fnv1a64 0c0d2b4f7e1a3c58\nrest_skipped 1\n",
-                         &s, &problem))
-      << problem;
-  EXPECT_TRUE(s.files.empty());
-  ASSERT_TRUE(s.legacy.present);
-  EXPECT_EQ(s.legacy.progress.path, "arc/2019/2019-05/2019-05-03_plant.rea");
-  EXPECT_EQ(s.legacy.progress.day_start, 610156800000000000);
-  EXPECT_EQ(s.legacy.progress.offset, 4711u);
-  EXPECT_EQ(s.legacy.progress.day, 7062);
-  EXPECT_EQ(s.legacy.progress.hash, 0x0c0d2b4f7e1a3c58u);
-  EXPECT_TRUE(s.legacy.progress.rest_skipped);
-}
-
 // Numbers are whole and in range, the lines in their order.
 TEST(StateFileTest, RefusesWhatItDidNotWrite) {
   const std::string head = "qorarc-state 2\narchive \nfrom_time -1\n";

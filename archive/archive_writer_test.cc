@@ -74,21 +74,5 @@ TEST(ArchiveWriterTest, DaysAndPaths) {
   EXPECT_EQ(TimeOfDay(23, 59, 59, 999'999'999), 86'399'999'999'999);
 }
 
-// Files and their directories are written by every test that reads an
-// archive; these are the errors, which name the path.
-TEST(ArchiveWriterTest, FileErrors) {
-  testing::TempDir dir;
-  // A file where a directory should be, and a directory where the file should be.
-  WriteArchiveFile(dir.path() + "/file", "");
-  const std::string under_file = dir.path() + "/file/2020/2020-01/2020-01-01_a.rea";
-  try {
-    WriteArchiveFile(under_file, "x");
-    ADD_FAILURE() << "no error";
-  } catch (const std::runtime_error& e) {
-    EXPECT_NE(std::string(e.what()).find("'" + under_file + "'"), std::string::npos) << e.what();
-  }
-  EXPECT_THROW(WriteArchiveFile(dir.path(), "x"), std::runtime_error);
-}
-
 }  // namespace
 }  // namespace qorarc

@@ -94,21 +94,5 @@ TEST(ParquetEncodingTest, DeltaBinaryPacked) {
   }
 }
 
-TEST(ParquetEncodingTest, Plain) {
-  std::string out;
-  EncodePlainInt32(std::vector<int64_t>{1, -2, std::numeric_limits<int32_t>::min()}, &out);
-  EXPECT_EQ(out, "\x01\x00\x00\x00\xFE\xFF\xFF\xFF\x00\x00\x00\x80"s);
-  out.clear();
-  EncodePlainInt64(std::vector<int64_t>{std::numeric_limits<int64_t>::min(), 0x0102030405060708},
-                   &out);
-  EXPECT_EQ(out, "\x00\x00\x00\x00\x00\x00\x00\x80\x08\x07\x06\x05\x04\x03\x02\x01"s);
-  out.clear();
-  EncodePlainDouble(std::vector<double>{-0.0, 1.5}, &out);
-  EXPECT_EQ(out, "\x00\x00\x00\x00\x00\x00\x00\x80\x00\x00\x00\x00\x00\x00\xF8\x3F"s);
-  out.clear();
-  EncodePlainByteArrays("abcd", std::vector<uint32_t>{1, 1, 4}, &out);
-  EXPECT_EQ(out, "\x01\x00\x00\x00" "a" "\x00\x00\x00\x00" "\x03\x00\x00\x00" "bcd"s);
-}
-
 }  // namespace
 }  // namespace qorarc::parquet

@@ -140,22 +140,6 @@ TEST(ParquetFileTest, DataPageBytes) {
   }
 }
 
-TEST(ParquetFileTest, DictionaryPageBytes) {
-  std::string error;
-  EncodedPage page;
-  EXPECT_TRUE(EncodeDictionaryPage(
-      {"k", ParquetType::kString, ParquetLogical::kString, {"b", "", "c"}}, &page, &error))
-      << error;
-  ExpectPage(page, 2, 7, "\x15\x06\x15\x00\x00"s,
-             "\x01\x00\x00\x00" "b" "\x00\x00\x00\x00" "\x01\x00\x00\x00" "c"s, "dictionary");
-  // A chunk's dictionary of a column with a fixed one: the texts of its indices.
-  EXPECT_TRUE(EncodeDictionaryPage({"k", ParquetType::kString, ParquetLogical::kString, {"b", "", "c"}},
-                                   {.integers = {2, 0}}, &page, &error))
-      << error;
-  ExpectPage(page, 2, 7, "\x15\x04\x15\x00\x00"s,
-             "\x01\x00\x00\x00" "c" "\x01\x00\x00\x00" "b"s, "chunk dictionary of texts");
-}
-
 TEST(ParquetFileTest, BadColumns) {
   using T = ParquetType;
   using L = ParquetLogical;

@@ -238,7 +238,7 @@ def run(cmd, log):
 PROPERTY = "PropertyTest"
 # Tests of more than about five seconds: read-back through other programs,
 # random archives, the package build.
-SLOW = ("PropertyTest|ReadersSeeTheCells|RandomAppendsJoin|^packaging|KilledRuns|"
+SLOW = ("PropertyTest|ReadersSeeTheCells|^packaging|KilledRuns|"
         "CompressedOutputIsThePlainExport|EveryCellReadsBack|NothingFoundIsAnEmptyTable|"
         "LineFormatsReadersTest|readme_examples|Influx|Promtool")
 
