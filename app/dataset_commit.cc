@@ -22,8 +22,8 @@ std::string ParentOf(const std::string& path) {
 
 }  // namespace
 
-bool SyncDirectory(const std::string& path) {
-  const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+bool SyncToDisk(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) return false;
   const bool ok = fsync(fd) == 0;
   close(fd);
@@ -44,7 +44,7 @@ bool MakeDirectories(const std::string& path, std::string* err) {
     return false;
   }
   // The new folder's name on the disk before anything in it counts.
-  if (!SyncDirectory(parent)) {
+  if (!SyncToDisk(parent)) {
     *err = "Failed to make folder '" + path + "': " + std::strerror(errno) + ".";
     return false;
   }
@@ -73,7 +73,7 @@ bool PutInPlace(const std::string& root, const std::vector<std::string>& renames
     folders.insert(folder);
   }
   for (const std::string& folder : folders) {
-    if (!SyncDirectory(folder)) {
+    if (!SyncToDisk(folder)) {
       *err = "Failed to write to '" + folder + "': " + std::strerror(errno) + ".";
       return false;
     }

@@ -20,9 +20,9 @@ namespace qorarc {
 // the disk in its parent. False with `*err` set.
 bool MakeDirectories(const std::string& path, std::string* err);
 
-// Flushes a folder's entries to the disk; false when it cannot be opened or
-// flushed.
-bool SyncDirectory(const std::string& path);
+// Flushes a file, or a folder's entries, to the disk; false when it cannot
+// be opened or flushed.
+bool SyncToDisk(const std::string& path);
 
 // Renames each hidden file of `renames` (relative to `root`) that is still
 // there to its own name, then flushes their folders. False with `*err` set.

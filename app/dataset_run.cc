@@ -1,6 +1,5 @@
 #include "app/dataset_run.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -166,10 +165,7 @@ bool ExportDay(ArchiveRun* run, const std::vector<FileStart>& starts,
     result->consumed = processor.consumed();
   }
   file.close();
-  bool ok = !file.fail();
-  const int fd = ok ? open(path.c_str(), O_RDONLY | O_CLOEXEC) : -1;
-  ok = fd >= 0 && fsync(fd) == 0;
-  if (fd >= 0) close(fd);
+  const bool ok = !file.fail() && SyncToDisk(path);
   if (!ok) *err = "Failed to write to '" + path + "'.";
   return ok;
 }
@@ -187,6 +183,19 @@ DayExport CountItems(ArchiveRun* run, const std::vector<FileStart>& starts) {
   result.items = processor.written();
   result.consumed = processor.consumed();
   return result;
+}
+
+// The begin of `file` in the archive file at `path`, or nullptr.
+DayBegin* BeginOf(DayFile* file, const std::string& path) {
+  for (DayBegin& begin : file->begins)
+    if (begin.path == path) return &begin;
+  return nullptr;
+}
+
+// Removes the hidden file the run wrote last, which is not to be put in place.
+void DropLastHidden(ArchiveRun* run) {
+  unlink((run->root + '/' + run->hidden.back()).c_str());
+  run->hidden.pop_back();
 }
 
 // The last position consumed in file `index`, or nullptr.
@@ -232,11 +241,8 @@ bool ExportNewRecords(ArchiveRun* run, const std::vector<size_t>& group,
       for (size_t i : group) {
         const ReadPosition* p = ConsumedIn(fresh, i);
         if (p == nullptr) continue;
-        const auto it =
-            std::find_if(open_file->begins.begin(), open_file->begins.end(),
-                         [&](const DayBegin& b) { return b.path == run->entries[i].path; });
-        if (it != open_file->begins.end())
-          it->end = p->offset;
+        if (DayBegin* begin = BeginOf(open_file, run->entries[i].path))
+          begin->end = p->offset;
         else
           open_file->begins.push_back(
               {starts[i].offset, starts[i].day, p->offset, run->entries[i].path});
@@ -253,18 +259,17 @@ bool ExportNewRecords(ArchiveRun* run, const std::vector<size_t>& group,
   if (rewrite) {
     next = *open_file;
     for (size_t i : group) {
-      const auto it = std::find_if(next.begins.begin(), next.begins.end(),
-                                   [&](const DayBegin& b) { return b.path == run->entries[i].path; });
+      const DayBegin* begin = BeginOf(&next, run->entries[i].path);
       day_starts[i] = starts[i];
       old_ends[i] = starts[i].offset;
-      if (it == next.begins.end()) {
+      if (begin == nullptr) {
         next.begins.push_back({starts[i].offset, starts[i].day, starts[i].offset,
                                run->entries[i].path});
         continue;
       }
       day_starts[i].skip = false;
-      day_starts[i].offset = it->offset;
-      day_starts[i].day = it->day;
+      day_starts[i].offset = begin->offset;
+      day_starts[i].day = begin->day;
     }
     const std::string name = PartName(DayFileName(run->escaped, day_start, next.number), getpid());
     run->hidden.push_back(folder + '/' + name);
@@ -276,8 +281,7 @@ bool ExportNewRecords(ArchiveRun* run, const std::vector<size_t>& group,
                 std::to_string(exported.old_items) + " items where '" +
                 DayFileName(run->escaped, day_start, open_file->number) + "' holds " +
                 std::to_string(open_file->items) + "; that file is sealed.");
-      unlink((run->root + '/' + run->hidden.back()).c_str());
-      run->hidden.pop_back();
+      DropLastHidden(run);
       rewrite = false;
     }
   } else if (open_file != nullptr) {
@@ -307,16 +311,15 @@ bool ExportNewRecords(ArchiveRun* run, const std::vector<size_t>& group,
   for (size_t i : group) {
     const ReadPosition* p = ConsumedIn(exported, i);
     if (p == nullptr) continue;
-    for (DayBegin& b : next.begins)
-      if (b.path == run->entries[i].path) b.end = std::max(p->offset, b.offset);
+    if (DayBegin* begin = BeginOf(&next, run->entries[i].path))
+      begin->end = std::max(p->offset, begin->offset);
   }
   const int64_t before = open_file != nullptr ? open_file->items : 0;
   const bool grown = exported.items > before;
   next.items = exported.items;
   if (!grown) {
     // Nothing new to show: the file stays as it is (or is not made yet).
-    unlink((run->root + '/' + run->hidden.back()).c_str());
-    run->hidden.pop_back();
+    DropLastHidden(run);
   }
   if (open_file != nullptr) *open_file = std::move(next);
   else days->push_back(std::move(next));
