@@ -339,8 +339,10 @@ struct Outcome {
   bool not_found = false;
 };
 
+// `walked`: the files of every archive under the input, as the run's walk
+// found them.
 Outcome ExportArchive(const Options& options, const std::string& root, const std::string& name,
-                      std::set<std::string>* walk_shown) {
+                      const std::vector<ArchiveFileEntry>& walked) {
   Outcome outcome;
   ArchiveRun run;
   run.root = root;
@@ -379,11 +381,11 @@ Outcome ExportArchive(const Options& options, const std::string& root, const std
       return outcome;
     }
   }
-  WalkLines walk_lines(&outcome.unreadable, walk_shown);
-  if (!Discover(run.filter, options.input_path, &walk_lines, &run.entries, &err)) {
-    ErrorLine(err);
-    outcome.failed = true;
-    return outcome;
+  // The archive's files in its time span, in the walk's order (by day).
+  for (const ArchiveFileEntry& entry : walked) {
+    ArchiveFileEntry file;
+    if (entry.name == name && ExamineFile(run.filter, false, entry.path, &file))
+      run.entries.push_back(std::move(file));
   }
   if (run.entries.empty()) {
     ErrorLine("Archive '" + name + "' not found in '" + options.input_path +
@@ -451,21 +453,6 @@ Outcome ExportArchive(const Options& options, const std::string& root, const std
   return outcome;
 }
 
-// The names of every archive under the input, in order.
-bool AllArchives(const Options& options, std::vector<std::string>* names, bool* unreadable,
-                 std::set<std::string>* walk_shown) {
-  std::vector<ArchiveFileEntry> entries;
-  WalkLines walk_lines(unreadable, walk_shown);
-  std::string err;
-  if (!Discover(ItemFilter{}, options.input_path, &walk_lines, &entries, &err)) {
-    ErrorLine(err);
-    return false;
-  }
-  const ArchiveSpans spans = CollectSpans(entries);
-  for (const auto& span : spans) names->push_back(span.first);
-  return true;
-}
-
 }  // namespace
 
 int RunDataset(const Options& options) {
@@ -477,10 +464,18 @@ int RunDataset(const Options& options) {
   while (root.size() > 1 && root.back() == '/') root.pop_back();
   std::vector<std::string> names;
   bool unreadable = false;
-  // The walk is made once per archive; what it finds is shown once.
-  std::set<std::string> walk_shown;
+  // One walk of the whole input for the run, whatever its number of
+  // archives: a walk per archive would list every archive's files once per
+  // archive, which grows with the square of a fleet's size. A file that
+  // appears after the walk is taken by the next run.
+  std::vector<ArchiveFileEntry> walked;
+  WalkLines walk_lines(&unreadable);
+  if (std::string err; !Discover(ItemFilter{}, options.input_path, &walk_lines, &walked, &err)) {
+    ErrorLine(err);
+    return -1;
+  }
   if (options.all_archives) {
-    if (!AllArchives(options, &names, &unreadable, &walk_shown)) return -1;
+    for (const auto& span : CollectSpans(walked)) names.push_back(span.first);
     if (names.empty()) {
       ErrorLine("No archive files were found scanning path '" + options.input_path + "'.");
       return options.strict ? kNothingFoundStatus : unreadable ? kUnreadableStatus : 0;
@@ -497,7 +492,7 @@ int RunDataset(const Options& options) {
   }
   bool failed = false, busy = false, not_found = false;
   for (const std::string& name : names) {
-    const Outcome outcome = ExportArchive(options, root, name, &walk_shown);
+    const Outcome outcome = ExportArchive(options, root, name, walked);
     failed = failed || outcome.failed;
     busy = busy || outcome.busy;
     unreadable = unreadable || outcome.unreadable;

@@ -3,7 +3,6 @@
 // the plain run and the dataset run share.
 #pragma once
 
-#include <set>
 #include <string>
 
 #include "archive/discovery.h"
@@ -22,25 +21,20 @@ inline constexpr int kNothingFoundStatus = 3;
 inline constexpr int kBusyStatus = 4;
 
 // Shows the walk's findings as it makes them; a directory that cannot be
-// listed makes the export's status 2. With `shown`, a run that walks the
-// input once per archive shows each finding once.
+// listed makes the export's status 2.
 class WalkLines : public DiscoveryReporter {
  public:
-  explicit WalkLines(bool* unreadable, std::set<std::string>* shown = nullptr)
-      : unreadable_(unreadable), shown_(shown) {}
+  explicit WalkLines(bool* unreadable) : unreadable_(unreadable) {}
   void Unlistable(const std::string& path, int error_number) override {
     *unreadable_ = true;
-    if (First(path)) ReadFailedLine(path, error_number);
+    ReadFailedLine(path, error_number);
   }
   void Unexpected(const std::string& path) override {
-    if (First(path)) VerboseLine("Unexpected path '" + path + "' ignored");
+    VerboseLine("Unexpected path '" + path + "' ignored");
   }
 
  private:
-  bool First(const std::string& path) { return shown_ == nullptr || shown_->insert(path).second; }
-
   bool* unreadable_;
-  std::set<std::string>* shown_;
 };
 
 }  // namespace qorarc

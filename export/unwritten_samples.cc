@@ -29,22 +29,32 @@ struct RowSorter {
   void Formless(int32_t count) { others += count; }
 };
 
+// Per type byte, the first type byte with the same class and type texts.
+// Made once: the table takes milliseconds, and a dataset run makes an export
+// per archive and day.
+const std::array<uint8_t, 256>& SameLabels() {
+  static const std::array<uint8_t, 256> table = [] {
+    std::array<uint8_t, 256> same_labels;
+    for (int type = 0; type < 256; ++type) {
+      const auto code = type & 0x1F;
+      int same = type;
+      for (int other = 0; other < type; ++other) {
+        if (ClassText(other & 0x1F) == ClassText(code) &&
+            TypeText(static_cast<uint8_t>(other)) == TypeText(static_cast<uint8_t>(type))) {
+          same = other;
+          break;
+        }
+      }
+      same_labels[static_cast<size_t>(type)] = static_cast<uint8_t>(same);
+    }
+    return same_labels;
+  }();
+  return table;
+}
+
 }  // namespace
 
-UnwrittenSamples::UnwrittenSamples() {
-  for (int type = 0; type < 256; ++type) {
-    const auto code = type & 0x1F;
-    int same = type;
-    for (int other = 0; other < type; ++other) {
-      if (ClassText(other & 0x1F) == ClassText(code) &&
-          TypeText(static_cast<uint8_t>(other)) == TypeText(static_cast<uint8_t>(type))) {
-        same = other;
-        break;
-      }
-    }
-    same_labels_[static_cast<size_t>(type)] = static_cast<uint8_t>(same);
-  }
-}
+UnwrittenSamples::UnwrittenSamples() : same_labels_(&SameLabels()) {}
 
 const RowMask* UnwrittenSamples::Note(const ArchiveItem& item) {
   const int code = item.code();
@@ -64,7 +74,7 @@ const RowMask* UnwrittenSamples::Note(const ArchiveItem& item) {
   if (rows.numeric_count > 0) {
     // Time stamps are positive: the division rounds down.
     const int64_t millis = item.timestamp() / 1'000'000 + kUnixOffsetMillis;
-    const uint32_t series = uint32_t{item.id} << 16 | uint32_t{same_labels_[item.type]} << 8;
+    const uint32_t series = uint32_t{item.id} << 16 | uint32_t{(*same_labels_)[item.type]} << 8;
     for (int32_t i = 0; i < RowMask::kSize; ++i) {
       if (!rows.numeric[static_cast<size_t>(i)]) continue;
       auto [last, added] = last_.try_emplace(series | static_cast<uint32_t>(i), millis);

@@ -43,7 +43,7 @@ class UnwrittenSamples {
 
   // Per type byte, the first type byte with the same class and type texts:
   // the same labels make the same series.
-  std::array<uint8_t, 256> same_labels_;
+  const std::array<uint8_t, 256>* same_labels_;
   // The last millisecond since 1970 written, by series (ID << 16 | type
   // byte << 8 | element index).
   std::unordered_map<uint32_t, int64_t> last_;

@@ -177,8 +177,8 @@ TEST(DatasetTest, SeveralArchivesOneUnreadable) {
   const std::string unreadable = l.Day("boiler", 5);
   WriteArchiveFile(unreadable, b.bytes());
   ASSERT_EQ(chmod(unreadable.c_str(), 0), 0);
-  // A month that cannot be listed is walked past once per archive, and
-  // shown once.
+  // A month that cannot be listed is shown once: the run walks the input
+  // once for all its archives.
   const std::string month = l.arc + "/2019/2019-06";
   fs::create_directories(month);
   ASSERT_EQ(chmod(month.c_str(), 0), 0);
