@@ -383,9 +383,8 @@ Outcome ExportArchive(const Options& options, const std::string& root, const std
   }
   // The archive's files in its time span, in the walk's order (by day).
   for (const ArchiveFileEntry& entry : walked) {
-    ArchiveFileEntry file;
-    if (entry.name == name && ExamineFile(run.filter, false, entry.path, &file))
-      run.entries.push_back(std::move(file));
+    if (entry.name == name && DayMeetsSpan(run.filter, entry.day_start))
+      run.entries.push_back(entry);
   }
   if (run.entries.empty()) {
     ErrorLine("Archive '" + name + "' not found in '" + options.input_path +

@@ -105,9 +105,14 @@ bool ExamineFile(const ItemFilter& filter, bool single_file, const fs::path& pat
   // A file whose date part is not a date is never taken.
   int64_t day_start = 0;
   if (!Parse(date, &day_start)) return false;
-  if (!MeetsSpan(filter, date + " 00:00:00.000000000", date + " 23:59:59.999999999")) return false;
+  if (!DayMeetsSpan(filter, day_start)) return false;
   *entry = {path.string(), std::move(stem), std::move(name), day_start};
   return true;
+}
+
+bool DayMeetsSpan(const ItemFilter& filter, int64_t day_start) {
+  if (filter.has_from() && day_start + kNanosPerDay - 1 < filter.from_time) return false;
+  return !filter.has_until() || day_start <= filter.until_time;
 }
 
 bool Discover(const ItemFilter& filter, const std::string& input_path,

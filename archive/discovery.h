@@ -41,6 +41,9 @@ bool Discover(const ItemFilter& filter, const std::string& input_path,
               DiscoveryReporter* reporter, std::vector<ArchiveFileEntry>* entries,
               std::string* err);
 
+// Whether the day that starts at `day_start` meets the filter's time span.
+bool DayMeetsSpan(const ItemFilter& filter, int64_t day_start);
+
 // Decides whether one file belongs to the export; fills `*entry` when it does.
 // A single file given as the input is accepted by its extension alone.
 bool ExamineFile(const ItemFilter& filter, bool single_file, const std::filesystem::path& path,

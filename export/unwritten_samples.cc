@@ -1,5 +1,7 @@
 #include "export/unwritten_samples.h"
 
+#include <array>
+
 #include "archive/value_elements.h"
 #include "base/time_base.h"
 #include "export/record_texts.h"
@@ -29,9 +31,9 @@ struct RowSorter {
   void Formless(int32_t count) { others += count; }
 };
 
-// Per type byte, the first type byte with the same class and type texts.
-// Made once: the table takes milliseconds, and a dataset run makes an export
-// per archive and day.
+// Per type byte, the first type byte with the same class and type texts:
+// the same labels make the same series. Made once: the table takes
+// milliseconds, and a dataset run makes an export per archive and day.
 const std::array<uint8_t, 256>& SameLabels() {
   static const std::array<uint8_t, 256> table = [] {
     std::array<uint8_t, 256> same_labels;
@@ -54,8 +56,6 @@ const std::array<uint8_t, 256>& SameLabels() {
 
 }  // namespace
 
-UnwrittenSamples::UnwrittenSamples() : same_labels_(&SameLabels()) {}
-
 const RowMask* UnwrittenSamples::Note(const ArchiveItem& item) {
   const int code = item.code();
   RowSorter rows;
@@ -74,7 +74,7 @@ const RowMask* UnwrittenSamples::Note(const ArchiveItem& item) {
   if (rows.numeric_count > 0) {
     // Time stamps are positive: the division rounds down.
     const int64_t millis = item.timestamp() / 1'000'000 + kUnixOffsetMillis;
-    const uint32_t series = uint32_t{item.id} << 16 | uint32_t{(*same_labels_)[item.type]} << 8;
+    const uint32_t series = uint32_t{item.id} << 16 | uint32_t{SameLabels()[item.type]} << 8;
     for (int32_t i = 0; i < RowMask::kSize; ++i) {
       if (!rows.numeric[static_cast<size_t>(i)]) continue;
       auto [last, added] = last_.try_emplace(series | static_cast<uint32_t>(i), millis);

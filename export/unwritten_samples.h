@@ -14,7 +14,6 @@
 // The run ends with one warning about them and exit status 2.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
@@ -26,8 +25,6 @@ namespace qorarc {
 
 class UnwrittenSamples {
  public:
-  UnwrittenSamples();
-
   // Counts the rows of `item`, about to be written, that get no sample.
   // Returns the numeric rows the writer must leave out, or null for none;
   // the mask stays valid until the next call.
@@ -41,9 +38,6 @@ class UnwrittenSamples {
  private:
   void NoteFirst(const ArchiveItem& item);
 
-  // Per type byte, the first type byte with the same class and type texts:
-  // the same labels make the same series.
-  const std::array<uint8_t, 256>* same_labels_;
   // The last millisecond since 1970 written, by series (ID << 16 | type
   // byte << 8 | element index).
   std::unordered_map<uint32_t, int64_t> last_;

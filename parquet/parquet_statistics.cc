@@ -10,16 +10,6 @@
 
 namespace qorarc {
 
-void ParquetStatistics::AddIntegers(std::span<const int64_t> values) {
-  if (values.empty()) return;
-  int64_t lo = values[0], hi = values[0];
-  for (const int64_t v : values) {
-    lo = std::min(lo, v);
-    hi = std::max(hi, v);
-  }
-  AddBounds(lo, hi);
-}
-
 void ParquetStatistics::AddBounds(int64_t lo, int64_t hi) {
   if (!has_bounds) {
     min_integer = lo;

@@ -25,8 +25,8 @@ struct ParquetStatistics {
   double min_real = 0, max_real = 0;
   std::string min_text, max_text;
 
-  void AddIntegers(std::span<const int64_t> values);
-  // The smallest and the largest of some integers, known already.
+  // The smallest and the largest of some integers (the page's encoder finds
+  // them once, for its checks too).
   void AddBounds(int64_t lo, int64_t hi);
   void AddReals(std::span<const double> values);
   void AddText(std::string_view value);
